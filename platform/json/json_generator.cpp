@@ -1,0 +1,3 @@
+#include "platform/json/json_generator.h"
+
+JSON_Generator::~JSON_Generator() = default;

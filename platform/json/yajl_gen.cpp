@@ -1,0 +1,39 @@
+#include "platform/json/yajl_gen.h"
+
+#include <climits>
+#include <cstdio>
+
+#include "platform/json/json_text.h"
+
+YAJL_Gen& YAJL_Gen::operator<<(unsigned long long i) {
+  if (i <= static_cast<unsigned long long>(LLONG_MAX)) {
+    yajl_gen_integer(gen_, static_cast<long long>(i));
+  } else {
+    char buf[32];
+    int n = snprintf(buf, sizeof buf, "%llu", i);
+    yajl_gen_number(gen_, buf, static_cast<size_t>(n));
+  }
+  return *this;
+}
+
+YAJL_Gen& YAJL_Gen::operator<<(json_spirit::Value const& v) {
+  yajl_gen_value(gen_, v);
+  return *this;
+}
+
+YAJL_Gen& YAJL_Gen::operator<<(json_spirit::Object const& o) {
+  yajl_gen_map_open(gen_);
+  for (auto const& member : o) {
+    *this << member.first;
+    yajl_gen_value(gen_, member.second);
+  }
+  yajl_gen_map_close(gen_);
+  return *this;
+}
+
+YAJL_Gen& YAJL_Gen::operator<<(json_spirit::Array const& a) {
+  yajl_gen_array_open(gen_);
+  for (auto const& element : a) yajl_gen_value(gen_, element);
+  yajl_gen_array_close(gen_);
+  return *this;
+}
