@@ -1,0 +1,248 @@
+#include "backup/backup_set/common/backup_set.h"
+
+#include <cstring>
+
+#include <ace/Log_Msg.h>
+
+#include "platform/json/yajl_array_guard.h"
+#include "platform/json/yajl_map_guard.h"
+#include "platform/time/iso8601.h"
+
+namespace {
+
+template <size_t N>
+inline YAJL_Gen::Str key(char const (&text)[N]) {
+  return YAJL_Gen::Str(text, N - 1);
+}
+
+char const TIME_FORMAT[] = "%Y-%m-%d %H:%M:%S";
+
+// Which field each text column fills.
+struct String_Column {
+  char const* key;
+  std::string Backup_Set::*field;
+};
+
+String_Column const STRING_COLUMNS[] = {
+    {"uuid", &Backup_Set::uuid},
+    {"name", &Backup_Set::name},
+    {"definition_uuid", &Backup_Set::definition_uuid},
+    {"job_instance_uuid", &Backup_Set::job_instance_uuid},
+    {"uid", &Backup_Set::uid},
+    {"host_uuid", &Backup_Set::host_uuid},
+    {"agent", &Backup_Set::agent},
+    {"resource_uuid", &Backup_Set::resource_uuid},
+    {"minor_resource_id", &Backup_Set::minor_resource_id},
+    {"minor_resource_name", &Backup_Set::minor_resource_name},
+    {"incarnation", &Backup_Set::incarnation},
+    {"type", &Backup_Set::type},
+    {"uri", &Backup_Set::uri},
+    {"host", &Backup_Set::host},
+    {"instance", &Backup_Set::instance},
+    {"instance_version", &Backup_Set::instance_version},
+};
+
+// Integer columns, and the time columns that arrive as text.
+struct Number_Column {
+  char const* key;
+  long long Backup_Set::*field;
+};
+
+Number_Column const TIME_COLUMNS[] = {
+    {"first_time", &Backup_Set::first_time},
+    {"last_time", &Backup_Set::last_time},
+    {"backup_start_time", &Backup_Set::backup_start_time},
+    {"backup_end_time", &Backup_Set::backup_end_time},
+};
+
+Number_Column const INT_COLUMNS[] = {
+    {"source_size", &Backup_Set::source_size},
+    {"size", &Backup_Set::size},
+    {"first_scn", &Backup_Set::first_scn},
+    {"last_scn", &Backup_Set::last_scn},
+};
+
+struct Object_Column {
+  char const* key;
+  json_spirit::Object Backup_Set::*field;
+};
+
+Object_Column const OBJECT_COLUMNS[] = {
+    {"extended_attrs", &Backup_Set::extended_attrs},
+    {"resource_tree", &Backup_Set::resource_tree},
+    {"uname", &Backup_Set::uname},
+    {"lsb", &Backup_Set::lsb},
+};
+
+template <typename Column, size_t N>
+Column const* find_column(Column const (&columns)[N], char const* key) {
+  for (Column const& column : columns)
+    if (strcmp(column.key, key) == 0) return &column;
+  return nullptr;
+}
+
+void write_time(YAJL_Gen& g, long long seconds) { g << POSIX_Time_To_ISO8601(seconds, TIME_FORMAT); }
+
+}  // namespace
+
+Backup_Set::Backup_Set(char const* catalog_module)
+    : catalog_module(catalog_module ? catalog_module : ""),
+      first_time(0),
+      last_time(0),
+      backup_start_time(0),
+      backup_end_time(0),
+      source_size(0),
+      size(0),
+      first_scn(0),
+      last_scn(0) {}
+
+Backup_Set::~Backup_Set() = default;
+
+bool Backup_Set::generate(yajl_gen_t* gen) {
+  if (!gen) {
+    ACE_ERROR((LM_EMERGENCY, "Unexpected error in %N:%l, gen is NULL:\n%?\n"));
+    return false;
+  }
+  YAJL_Gen g(gen, false);
+  YAJL_Map_Guard map(gen);
+
+  // The key order is part of the document's contract; it is not the field
+  // order.
+  g << key("catalog_module") << catalog_module;
+  g << key("uuid") << uuid << key("name") << name;
+  g << key("job_instance_uuid") << job_instance_uuid << key("definition_uuid") << definition_uuid;
+  g << key("uid") << uid << key("host_uuid") << host_uuid << key("resource_uuid") << resource_uuid;
+  g << key("minor_resource_id") << minor_resource_id << key("minor_resource_name") << minor_resource_name;
+  g << key("agent") << agent << key("incarnation") << incarnation << key("type") << type;
+  g << key("backup_start_time");
+  write_time(g, backup_start_time);
+  g << key("uri") << uri << key("host") << host << key("instance") << instance;
+  g << key("instance_version") << instance_version;
+  g << key("first_scn") << first_scn << key("last_scn") << last_scn;
+
+  if (first_time != 0) {
+    g << key("first_time");
+    write_time(g, first_time);
+  }
+  if (last_time != 0) {
+    g << key("last_time");
+    write_time(g, last_time);
+  }
+  if (backup_end_time != 0) {
+    g << key("backup_end_time");
+    write_time(g, backup_end_time);
+  }
+
+  g << key("size") << size << key("source_size") << source_size;
+  g << key("resource_tree") << resource_tree << key("extended_attrs") << extended_attrs;
+
+  if (!parents.empty()) {
+    g << key("parents");
+    YAJL_Array_Guard array(gen);
+    for (auto const& parent : parents) g << parent;
+  }
+
+  // One copy is written as an object, several as an array.
+  if (storages.size() == 1) {
+    g << key("storage");
+    storages.front().generate(gen);
+  } else if (storages.size() > 1) {
+    g << key("storages");
+    YAJL_Array_Guard array(gen);
+    for (auto& storage : storages) storage.generate(gen);
+  }
+
+  g << key("pieces");
+  {
+    YAJL_Array_Guard array(gen);
+    // The vector holds exactly Backup_Piece objects, so the call is bound
+    // statically: a set can carry millions of pieces.
+    for (auto& piece : pieces) piece.Backup_Piece::generate(gen);
+  }
+
+  g << key("lsb") << lsb << key("uname") << uname;
+
+  if (!generate_i(g)) {
+    ACE_ERROR((LM_ERROR, "Failed to generate backup set with agent '%s'.\n", agent.c_str()));
+    return false;
+  }
+  return true;
+}
+
+bool Backup_Set::generate_i(YAJL_Gen&) { return true; }
+
+void Backup_Set::add_piece(std::string const& path, unsigned long long size) {
+  Backup_Piece piece;
+  piece.path = path;
+  piece.size = static_cast<long long>(size);
+  pieces.push_back(std::move(piece));
+}
+
+void Backup_Set::add_directory_piece(std::string const& path, unsigned long long size) {
+  Backup_Piece piece;
+  piece.path = path;
+  piece.size = static_cast<long long>(size);
+  piece.object = "dir";
+  pieces.push_back(std::move(piece));
+}
+
+void Backup_Set::add_piece(Backup_Piece const& piece) { pieces.push_back(piece); }
+
+void Backup_Set::add_storage(Backup_Set_Storage const& storage) { storages.push_back(storage); }
+
+void Backup_Set::add_storage(std::string const& pool_uuid, long long size) {
+  Backup_Set_Storage storage;
+  storage.pool_uuid = pool_uuid;
+  storage.size = size;
+  storages.push_back(std::move(storage));
+}
+
+void Backup_Set::add_storage(std::string const& pool_uuid, long long size,
+                             std::map<std::string, json_spirit::Value> const& extended_attrs) {
+  Backup_Set_Storage storage;
+  storage.pool_uuid = pool_uuid;
+  storage.size = size;
+  storage.extended_attrs = extended_attrs;
+  add_storage(storage);
+}
+
+bool Backup_Set::print_cstr(int, char const* key, char const* value, unsigned long long length) {
+  if (!key || !*key) {
+    ACE_ERROR((LM_EMERGENCY, "Unexpected error in %N:%l, key is NULL or \"\":\n%?\n"));
+    return false;
+  }
+  if (!tokens().empty()) return true;
+  if (String_Column const* column = find_column(STRING_COLUMNS, key)) {
+    std::string& field = this->*column->field;
+    if (value)
+      field.assign(value, static_cast<size_t>(length));
+    else
+      field.clear();
+  } else if (Number_Column const* time = find_column(TIME_COLUMNS, key)) {
+    // The parser leaves the field alone when the text is not a time.
+    std::string const text = value ? std::string(value, static_cast<size_t>(length)) : std::string();
+    iso8601_to_posix_time(text.c_str(), this->*time->field);
+  }
+  return true;
+}
+
+bool Backup_Set::print_int(int, char const* key, long long value) {
+  if (!key || !*key) {
+    ACE_ERROR((LM_EMERGENCY, "Unexpected error in %N:%l, key is NULL or \"\":\n%?\n"));
+    return false;
+  }
+  if (!tokens().empty()) return true;
+  if (Number_Column const* column = find_column(INT_COLUMNS, key)) this->*column->field = value;
+  return true;
+}
+
+bool Backup_Set::print_json(int, char const* key, json_spirit::Value const& value) {
+  if (!key || !*key) {
+    ACE_ERROR((LM_EMERGENCY, "Unexpected error in %N:%l, key is NULL or \"\":\n%?\n"));
+    return false;
+  }
+  if (!tokens().empty()) return true;
+  if (value.type() != json_spirit::obj_type) return true;
+  if (Object_Column const* column = find_column(OBJECT_COLUMNS, key)) this->*column->field = value.get_obj();
+  return true;
+}
