@@ -1,0 +1,228 @@
+#include "platform/sql/select_sql.h"
+
+#include <cctype>
+
+namespace {
+
+bool is_name_char(char c) { return std::isalnum(static_cast<unsigned char>(c)) || c == '_'; }
+
+std::string trim(std::string const& s) {
+  size_t b = 0, e = s.size();
+  while (b < e && std::isspace(static_cast<unsigned char>(s[b]))) ++b;
+  while (e > b && std::isspace(static_cast<unsigned char>(s[e - 1]))) --e;
+  return s.substr(b, e - b);
+}
+
+// The name a column expression is known by without an AS: the last part of
+// "a.b" or "b", or "*"; empty when the expression is anything else.
+std::string natural_name(std::string const& expression) {
+  if (expression.empty()) return std::string();
+  if (expression == "*") return expression;
+  size_t start = 0;
+  for (size_t i = 0; i < expression.size(); ++i) {
+    char c = expression[i];
+    if (c == '.') {
+      if (i == 0 || i + 1 == expression.size()) return std::string();
+      start = i + 1;
+    } else if (!is_name_char(c)) {
+      return std::string();
+    }
+  }
+  if (std::isdigit(static_cast<unsigned char>(expression[start]))) return std::string();
+  return expression.substr(start);
+}
+
+std::string quote_identifier(std::string const& name) {
+  std::string out = "\"";
+  for (char c : name) {
+    if (c == '"') out += '"';
+    out += c;
+  }
+  out += '"';
+  return out;
+}
+
+std::string unquote_identifier(std::string const& name) {
+  if (name.size() >= 2 && name.front() == '"' && name.back() == '"') {
+    std::string out;
+    for (size_t i = 1; i + 1 < name.size(); ++i) {
+      out += name[i];
+      if (name[i] == '"' && name[i + 1] == '"') ++i;
+    }
+    return out;
+  }
+  return name;
+}
+
+// Splits a column list at the commas that are not inside brackets or quotes.
+std::vector<std::string> split_columns(std::string const& list) {
+  std::vector<std::string> items;
+  std::string current;
+  int depth = 0;
+  char quote = 0;
+  for (char c : list) {
+    if (quote) {
+      current += c;
+      if (c == quote) quote = 0;
+      continue;
+    }
+    if (c == '\'' || c == '"') quote = c;
+    if (c == '(') ++depth;
+    if (c == ')') --depth;
+    if (c == ',' && depth == 0) {
+      items.push_back(trim(current));
+      current.clear();
+      continue;
+    }
+    current += c;
+  }
+  std::string last = trim(current);
+  if (!last.empty() || !items.empty()) items.push_back(last);
+  return items;
+}
+
+// Finds a top-level " AS " (any case) and splits the item there.
+bool split_as(std::string const& item, std::string& expression, std::string& name) {
+  int depth = 0;
+  char quote = 0;
+  for (size_t i = 0; i + 4 <= item.size(); ++i) {
+    char c = item[i];
+    if (quote) {
+      if (c == quote) quote = 0;
+      continue;
+    }
+    if (c == '\'' || c == '"') {
+      quote = c;
+      continue;
+    }
+    if (c == '(') ++depth;
+    if (c == ')') --depth;
+    if (depth == 0 && std::isspace(static_cast<unsigned char>(c)) && (item[i + 1] == 'a' || item[i + 1] == 'A') &&
+        (item[i + 2] == 's' || item[i + 2] == 'S') && std::isspace(static_cast<unsigned char>(item[i + 3]))) {
+      expression = trim(item.substr(0, i));
+      name = unquote_identifier(trim(item.substr(i + 4)));
+      return !expression.empty() && !name.empty();
+    }
+  }
+  return false;
+}
+
+}  // namespace
+
+Select_SQL::Select_SQL(char const* table, char const* alias) : distinct_(false), limit_(false), offset_(false) {
+  this->table(table, alias);
+}
+
+Select_SQL::~Select_SQL() = default;
+
+Select_SQL& Select_SQL::table(char const* table, char const* alias) {
+  table_ = table ? table : "";
+  alias_ = alias ? alias : "";
+  return *this;
+}
+
+Select_SQL& Select_SQL::add_key(std::string const& expression, char const* key) {
+  std::string name = key ? std::string(key) : natural_name(expression);
+  if (name.empty()) name = expression;
+  columns_.emplace_back(expression, name);
+  keys_.push_back(name);
+  return *this;
+}
+
+Select_SQL& Select_SQL::join(char const* table, char const* alias, std::string const& condition) {
+  if (!table || !*table) return *this;
+  joins_.push_back(Join{table, alias ? alias : "", condition});
+  inner_.push_back(false);
+  return *this;
+}
+
+Select_SQL& Select_SQL::inner_join(char const* table, char const* alias, std::string const& condition) {
+  if (!table || !*table) return *this;
+  joins_.push_back(Join{table, alias ? alias : "", condition});
+  inner_.push_back(true);
+  return *this;
+}
+
+Select_SQL& Select_SQL::select(char const* columns) {
+  columns_.clear();
+  keys_.clear();
+  if (!columns) return *this;
+  for (auto const& item : split_columns(columns)) {
+    if (item.empty()) continue;
+    std::string expression, name;
+    if (split_as(item, expression, name)) {
+      add_key(expression, name.c_str());
+    } else {
+      add_key(item, nullptr);
+    }
+  }
+  return *this;
+}
+
+Select_SQL& Select_SQL::distinct(bool on) {
+  distinct_ = on;
+  return *this;
+}
+
+Select_SQL& Select_SQL::order_by(std::string const& expression, bool descending) {
+  if (!expression.empty()) order_.push_back(descending ? expression + " DESC" : expression);
+  return *this;
+}
+
+Select_SQL& Select_SQL::limit(long long rows) {
+  limit_ = rows >= 0;
+  if (limit_) bind(":_limit", Binding_Value(rows));
+  return *this;
+}
+
+Select_SQL& Select_SQL::offset(long long rows) {
+  offset_ = rows >= 0;
+  if (offset_) bind(":_offset", Binding_Value(rows));
+  return *this;
+}
+
+void Select_SQL::build(std::string& out, Dialect dialect) const {
+  out.clear();
+  out.reserve(64 + columns_.size() * 24);
+  out += distinct_ ? "SELECT DISTINCT " : "SELECT ";
+  if (columns_.empty()) out += '*';
+  for (size_t i = 0; i < columns_.size(); ++i) {
+    if (i) out += ',';
+    std::string const& given = columns_[i].first;
+    std::string expression = alias_.empty() && !given.empty() && given[0] == '.' ? table_ + given : given;
+    out += expression;
+    // Results are keyed by position, so the AS is only for readers of the
+    // text and for engines that report column names.
+    if (columns_[i].second != given && natural_name(expression) != columns_[i].second) {
+      out += " AS ";
+      out += quote_identifier(columns_[i].second);
+    }
+  }
+  out += " FROM ";
+  out += table_;
+  if (!alias_.empty()) {
+    out += ' ';
+    out += alias_;
+  }
+  for (size_t i = 0; i < joins_.size(); ++i) {
+    out += inner_[i] ? " INNER JOIN " : " LEFT JOIN ";
+    out += joins_[i].table;
+    if (!joins_[i].alias.empty()) {
+      out += ' ';
+      out += joins_[i].alias;
+    }
+    out += " ON ";
+    out += joins_[i].condition.empty() ? std::string("1=1") : joins_[i].condition;
+  }
+  append_where(out);
+  for (size_t i = 0; i < order_.size(); ++i) {
+    out += i ? "," : " ORDER BY ";
+    out += order_[i];
+  }
+  if (limit_) out += " LIMIT :_limit";
+  if (offset_) {
+    // SQLite accepts OFFSET only after a LIMIT; -1 there means no limit.
+    if (!limit_ && dialect == Dialect::SQLite) out += " LIMIT -1";
+    out += " OFFSET :_offset";
+  }
+}
