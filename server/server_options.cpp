@@ -1,0 +1,49 @@
+#include "server/server_options.h"
+
+#include <CLI/CLI.hpp>
+
+namespace {
+
+bool starts_with(std::string const& text, char const* prefix) { return text.rfind(prefix, 0) == 0; }
+
+}  // namespace
+
+bool Server_Options::postgres() const { return starts_with(db, "postgresql://") || starts_with(db, "postgres://"); }
+
+int Server_Options::parse(int argc, char const* const* argv, Server_Options& out, std::ostream& msg,
+                          std::ostream& err) {
+  Server_Options o;
+  CLI::App app("catalogd: the backup catalogue service (JSON-RPC 2.0 and REST over HTTP)", "catalogd");
+  app.option_defaults()->always_capture_default();
+  app.add_option("--listen", o.listen, "address to listen on");
+  app.add_option("--port", o.port, "TCP port; 0 picks a free one and prints it")->check(CLI::Range(0, 65535));
+  app.add_option("--db", o.db, "catalogue database: an SQLite file path or a postgresql:// URI");
+  app.add_option("--token", o.token, "require 'Authorization: Bearer <token>' on every request");
+  auto* cert = app.add_option("--tls-cert", o.tls_cert, "serve HTTPS with this PEM certificate")
+                   ->check(CLI::ExistingFile);
+  auto* key = app.add_option("--tls-key", o.tls_key, "PEM private key of --tls-cert")->check(CLI::ExistingFile);
+  cert->needs(key);
+  key->needs(cert);
+  app.add_option("--threads", o.threads, "HTTP worker threads")->check(CLI::Range(1, 1024));
+  app.add_flag("--queue-commits", o.queue_commits,
+               "answer commits as queued at once and store them shortly after");
+  app.add_option("--queue-delay-ms", o.queue_delay_ms, "delay before a queued commit is stored")
+      ->check(CLI::Range(0, 3600000));
+  app.add_option("--keep-alive-timeout", o.keep_alive_timeout, "seconds an idle connection is kept")
+      ->check(CLI::Range(1, 3600));
+  try {
+    app.parse(argc, argv);
+  } catch (CLI::ParseError const& e) {
+    return app.exit(e, msg, err);
+  }
+  if (o.db.empty()) {
+    err << "--db: must not be empty\n";
+    return 2;
+  }
+  if (o.listen.empty()) {
+    err << "--listen: must not be empty\n";
+    return 2;
+  }
+  out = o;
+  return -1;
+}

@@ -1,0 +1,29 @@
+#ifndef SERVER_SERVER_OPTIONS_H
+#define SERVER_SERVER_OPTIONS_H
+
+#include <ostream>
+#include <string>
+
+// Everything catalogd can be told on its command line.
+struct Server_Options {
+  std::string listen = "127.0.0.1";
+  int port = 8420;  // 0: let the system pick one and print it
+  std::string db = "catalog.db";  // a file path (SQLite) or a postgresql:// URI
+  std::string token;              // empty: no bearer token required
+  std::string tls_cert;
+  std::string tls_key;
+  int threads = 8;
+  bool queue_commits = false;
+  int queue_delay_ms = 300;
+  int keep_alive_timeout = 30;   // seconds an idle kept-alive connection is held
+  int keep_alive_max = 100000;   // requests served on one connection
+
+  // Parses the command line into `out`. Returns -1 when the server should run;
+  // otherwise the process's exit status (0 after --help, non-zero after a bad
+  // option, whose message has then been written to `err`).
+  static int parse(int argc, char const* const* argv, Server_Options& out, std::ostream& msg, std::ostream& err);
+
+  bool postgres() const;
+};
+
+#endif
