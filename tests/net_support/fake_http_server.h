@@ -4,6 +4,7 @@
 #include <atomic>
 #include <chrono>
 #include <functional>
+#include <memory>
 #include <mutex>
 #include <string>
 #include <thread>
@@ -34,9 +35,17 @@ class Fake_HTTP_Server {
   typedef std::function<void(httplib::Request const&, httplib::Response&)> Handler;
 
   // Listens on `port` (0: any free one). Check ok() when a port is given.
-  explicit Fake_HTTP_Server(Handler handler, int port = 0) : handler_(std::move(handler)) {
-    server_.set_tcp_nodelay(true);
-    server_.set_keep_alive_max_count(100000);
+  // With a certificate and key (PEM files) it speaks TLS.
+  explicit Fake_HTTP_Server(Handler handler, int port = 0, std::string const& cert = std::string(),
+                            std::string const& key = std::string())
+      : handler_(std::move(handler)) {
+    if (cert.empty())
+      owned_.reset(new httplib::Server);
+    else
+      owned_.reset(new httplib::SSLServer(cert.c_str(), key.c_str()));
+    httplib::Server& server = *owned_;
+    server.set_tcp_nodelay(true);
+    server.set_keep_alive_max_count(100000);
     auto record = [this](httplib::Request const& req, httplib::Response& res) {
       Received r;
       r.method = req.method;
@@ -56,19 +65,19 @@ class Fake_HTTP_Server {
       if (h) h(req, res);
     };
     // Routes see the body; a pre-routing handler would not.
-    server_.Get(".*", record);
-    server_.Post(".*", record);
-    server_.Put(".*", record);
-    server_.Delete(".*", record);
-    server_.Patch(".*", record);
+    server.Get(".*", record);
+    server.Post(".*", record);
+    server.Put(".*", record);
+    server.Delete(".*", record);
+    server.Patch(".*", record);
     if (port == 0) {
-      port_ = server_.bind_to_any_port("127.0.0.1");
+      port_ = server.bind_to_any_port("127.0.0.1");
     } else {
-      port_ = server_.bind_to_port("127.0.0.1", port) ? port : -1;
+      port_ = server.bind_to_port("127.0.0.1", port) ? port : -1;
     }
     if (port_ > 0) {
-      thread_ = std::thread([this] { server_.listen_after_bind(); });
-      for (int i = 0; i < 500 && !server_.is_running(); ++i) std::this_thread::sleep_for(std::chrono::milliseconds(2));
+      thread_ = std::thread([this] { owned_->listen_after_bind(); });
+      for (int i = 0; i < 500 && !server.is_running(); ++i) std::this_thread::sleep_for(std::chrono::milliseconds(2));
     }
   }
   ~Fake_HTTP_Server() { stop(); }
@@ -83,7 +92,7 @@ class Fake_HTTP_Server {
 
   void stop() {
     if (thread_.joinable()) {
-      server_.stop();
+      owned_->stop();
       thread_.join();
     }
   }
@@ -111,7 +120,7 @@ class Fake_HTTP_Server {
   }
 
  private:
-  httplib::Server server_;
+  std::unique_ptr<httplib::Server> owned_;
   Handler handler_;
   mutable std::mutex mutex_;
   std::vector<Received> received_;
