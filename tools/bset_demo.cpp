@@ -1,0 +1,151 @@
+// Builds a few backup sets the way agents do, prints the document each one
+// sends to the catalogue, and shows which pool a restore would read it from.
+
+#include <cstdio>
+#include <string>
+#include <vector>
+
+#include <yajl/yajl_gen.h>
+
+#include "backup/backup_set/common/backup_set.h"
+#include "backup/backup_set/common/backup_set_storage_selector.h"
+#include "backup/backup_set/common/library_version.h"
+#include "backup/backup_set/common/resource_type.h"
+#include "platform/json/json_text.h"
+#include "platform/json/object_lookup.h"
+
+namespace {
+
+std::string pretty_document(Backup_Set& set) {
+  yajl_gen g = yajl_gen_alloc(nullptr);
+  yajl_gen_config(g, yajl_gen_beautify, 1);
+  yajl_gen_config(g, yajl_gen_indent_string, "  ");
+  std::string text;
+  if (set.generate(g)) {
+    unsigned char const* buf;
+    size_t len;
+    yajl_gen_get_buf(g, &buf, &len);
+    text.assign(reinterpret_cast<char const*>(buf), len);
+  }
+  yajl_gen_free(g);
+  return text;
+}
+
+// The storages as a reader sees them: "storage" holds one copy, "storages" several.
+std::vector<json_spirit::Value> storages_of(std::string const& document) {
+  json_spirit::Value doc;
+  if (!JSON_Parse(document, doc) || doc.type() != json_spirit::obj_type) return {};
+  json_spirit::Object const& o = doc.get_obj();
+  if (json_spirit::Value const* many = json_spirit::object_find(o, "storages", json_spirit::array_type))
+    return many->get_array();
+  if (json_spirit::Value const* one = json_spirit::object_find(o, "storage", json_spirit::obj_type)) return {*one};
+  return {};
+}
+
+void show(char const* title, Backup_Set& set) {
+  std::string const document = pretty_document(set);
+  printf("== %s (catalog_module \"%s\", resource type %d)\n", title, set.catalog_module,
+         static_cast<int>(name_to_resource_type(set.catalog_module)));
+  if (document.empty()) {
+    printf("   could not write the document\n\n");
+    return;
+  }
+  printf("%s\n", document.c_str());
+  Backup_Set_Storage_Selector selector(storages_of(document), Backup_Set_Storage_Selector::MODE_SOURCE_POOL);
+  printf("-> restore reads from pool: %s\n\n",
+         selector.pool_uuid().empty() ? "(none qualifies)" : selector.pool_uuid().c_str());
+}
+
+void fill_host(Backup_Set& set, char const* host) {
+  set.host = host;
+  set.host_uuid = "2b3c4d5e-6f70-4182-93a4-b5c6d7e8f901";
+  set.uname["sysname"] = json_spirit::Value("Linux");
+  set.uname["release"] = json_spirit::Value("6.1.0-21-amd64");
+  set.uname["machine"] = json_spirit::Value("x86_64");
+  set.lsb["DISTRIB_ID"] = json_spirit::Value("Debian");
+  set.lsb["DISTRIB_RELEASE"] = json_spirit::Value("12");
+}
+
+}  // namespace
+
+int main() {
+  // The selector's trace goes to stderr; keep it next to the set it belongs to.
+  setvbuf(stdout, nullptr, _IOLBF, 0);
+  printf("backupset %s demo\n\n", backupset_version());
+
+  // A nightly file-system backup: a handful of files in one online pool.
+  Backup_Set files(resource_type_to_name(RESOURCE_TYPE_FILE));
+  files.uuid = "6f1c2a8e-3b4d-4e5f-8a9b-0c1d2e3f4a5b";
+  files.name = "fs01 /srv/data nightly";
+  files.job_instance_uuid = "9f8e7d6c-5b4a-4392-8170-6f5e4d3c2b1a";
+  files.definition_uuid = "0a1b2c3d-4e5f-4a6b-8c7d-8e9f0a1b2c3d";
+  files.agent = "fs-agent/4.2.1";
+  files.type = "full";
+  files.resource_uuid = "3c4d5e6f-7081-4293-a4b5-c6d7e8f90a12";
+  files.minor_resource_id = "/srv/data";
+  files.backup_start_time = 1714521600;
+  files.backup_end_time = 1714522500;
+  files.first_time = 1714521600;
+  files.last_time = 1714522500;
+  fill_host(files, "fs01.example.lan");
+  files.add_piece("/backup/2024-05-01/job-9f8e7d6c/vol-00/file-000000000.dat", 1073741824ULL);
+  files.add_piece("/backup/2024-05-01/job-9f8e7d6c/vol-00/file-000000001.dat", 1073741824ULL);
+  files.add_piece("/backup/2024-05-01/job-9f8e7d6c/vol-01/file-000000002.dat", 52428800ULL);
+  files.size = files.source_size = 2147483648LL + 52428800LL;
+  files.add_storage("4d5e6f70-8192-43a4-b5c6-d7e8f90a1b23", files.size);
+  files.storages.back().state.set_bits(Backup_Set_State::ONLINE);
+  show("file-system set, one storage", files);
+
+  // An incremental database backup whose primary copy went offline; an
+  // online replica in a second pool is where a restore should read from.
+  Backup_Set database(resource_type_to_name(RESOURCE_TYPE_POSTGRES));
+  database.uuid = "7a8b9c0d-1e2f-4a3b-8c4d-5e6f7a8b9c0d";
+  database.name = "pg-main incremental";
+  database.agent = "pg-agent/2.0.3";
+  database.type = "incremental";
+  database.instance = "main";
+  database.instance_version = "15.6";
+  database.first_scn = 0x16B3740;
+  database.last_scn = 0x16C0000;
+  database.backup_start_time = 1714525200;
+  database.backup_end_time = 1714525380;
+  database.parents.push_back("1f2e3d4c-5b6a-4798-8a7b-6c5d4e3f2a1b");
+  fill_host(database, "db01.example.lan");
+  database.add_directory_piece("/backup/pg-main/2024-05-01T0100/base", 0);
+  database.add_directory_piece("/backup/pg-main/2024-05-01T0100/wal", 0);
+  database.add_piece("/backup/pg-main/2024-05-01T0100/base/16384.tar", 734003200ULL);
+  database.add_piece("/backup/pg-main/2024-05-01T0100/wal/00000001000000000000002A", 16777216ULL);
+  database.size = 750780416LL;
+  Backup_Set_Storage primary;
+  primary.pool_uuid = "5e6f7081-92a3-44b5-c6d7-e8f90a1b2c34";
+  primary.size = database.size;
+  primary.state = Backup_Set_State(Backup_Set_State::OFFLINE);
+  Backup_Set_Storage replica;
+  replica.pool_uuid = "6f708192-a3b4-45c6-d7e8-f90a1b2c3d45";
+  replica.size = database.size;
+  replica.state = Backup_Set_State(Backup_Set_State::ONLINE | Backup_Set_State::REPLICATED);
+  replica.upstream_pool_uuid = primary.pool_uuid;
+  database.add_storage(replica);
+  database.add_storage(primary);
+  show("database set, online replica and offline primary", database);
+
+  // The replica only exists virtually, so the nearline primary is all there is.
+  Backup_Set archive(resource_type_to_name(RESOURCE_TYPE_ORACLE));
+  archive.uuid = "8b9c0d1e-2f3a-4b4c-9d5e-6f7a8b9c0d1e";
+  archive.name = "orcl archive logs";
+  archive.agent = "ora-agent/5.1.0";
+  archive.type = "archivelog";
+  archive.backup_start_time = 1714528800;
+  archive.add_directory_piece("/backup/orcl/arch", 0);
+  archive.add_piece("/backup/orcl/arch/1_4711_1122334455.arc", 209715200ULL);
+  archive.add_storage("708192a3-b4c5-46d7-e8f9-0a1b2c3d4e56", 209715200LL,
+                      json_spirit::Object{{"tier", json_spirit::Value("tape")}});
+  archive.storages.back().state = Backup_Set_State(Backup_Set_State::NEARLINE);
+  Backup_Set_Storage virtual_copy;
+  virtual_copy.pool_uuid = "8192a3b4-c5d6-47e8-f90a-1b2c3d4e5f67";
+  virtual_copy.upstream_pool_uuid = "708192a3-b4c5-46d7-e8f9-0a1b2c3d4e56";
+  virtual_copy.state = Backup_Set_State(Backup_Set_State::ONLINE | Backup_Set_State::VIRTUAL);
+  archive.add_storage(virtual_copy);
+  show("archive-log set, nearline primary and a virtual replica", archive);
+  return 0;
+}
