@@ -43,6 +43,11 @@ class BSET_API Select_SQL : public Where_SQL {
   Select_SQL& join(char const* table, char const* alias, std::string const& condition);
   // INNER JOIN, for callers that want only rows present in both tables.
   Select_SQL& inner_join(char const* table, char const* alias, std::string const& condition);
+  // Where_SQL::where, answering the select for further chaining.
+  Select_SQL& where(char const* condition, bool replace) {
+    Where_SQL::where(condition, replace);
+    return *this;
+  }
   // Replaces the column list with a plain comma-separated list.
   Select_SQL& select(char const* columns);
   Select_SQL& distinct(bool on);

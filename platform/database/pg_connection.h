@@ -1,0 +1,62 @@
+#ifndef PLATFORM_DATABASE_PG_CONNECTION_H
+#define PLATFORM_DATABASE_PG_CONNECTION_H
+
+#include <string>
+#include <unordered_map>
+
+#include "platform/database/connection.h"
+#include "platform/export.h"
+
+struct pg_conn;
+
+namespace database {
+namespace sql {
+
+// A connection to PostgreSQL through libpq, opened from a conninfo string or
+// a postgresql:// URL. The session runs in UTC with ISO dates, so times read
+// as "YYYY-MM-DD HH:MM:SS" text exactly as SQLite stores them.
+//
+// Statements are prepared once per text (and parameter types) and results
+// come in binary form when every column type is one whose value this class
+// decodes itself; otherwise in text form. Either way the values delivered
+// are those SQLite delivers for the same data: integers (also booleans, as
+// 0/1), reals, text (also json/jsonb, times as text), binary (bytea; the
+// uuid type as its 16 bytes), null. numeric becomes an integer when it is
+// one, else a real.
+class BSET_API PG_Connection : public Connection {
+ public:
+  explicit PG_Connection(std::string const& conninfo);
+  ~PG_Connection() override;
+  PG_Connection(PG_Connection const&) = delete;
+  PG_Connection& operator=(PG_Connection const&) = delete;
+
+  Dialect dialect() const override { return Dialect::PostgreSQL; }
+  bool is_open() const override;
+
+  bool query(SQL const& sql, Query_Result_Printer& printer, int mode, Query_Result_Handler* handler,
+             int limit) override;
+  using Connection::execute;
+  bool execute(SQL const& sql, long long* affected) override;
+  bool execute_script(std::string const& script) override;
+  bool begin() override;
+  bool commit() override;
+  bool rollback() override;
+
+  pg_conn* handle() const { return conn_; }
+
+ private:
+  struct Prepared;
+  struct Run;
+
+  bool run(SQL const& sql, Run& run);
+  bool simple(char const* text);
+
+  pg_conn* conn_;
+  std::unordered_map<std::string, Prepared*> cache_;
+  unsigned long long next_statement_;
+};
+
+}  // namespace sql
+}  // namespace database
+
+#endif

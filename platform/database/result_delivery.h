@@ -1,0 +1,61 @@
+#ifndef PLATFORM_DATABASE_RESULT_DELIVERY_H
+#define PLATFORM_DATABASE_RESULT_DELIVERY_H
+
+#include <string>
+#include <vector>
+
+#include "platform/database/connection.h"
+#include "platform/database/query_result_handler.h"
+#include "platform/database/query_result_printer.h"
+
+namespace database {
+namespace sql {
+
+// The engine-independent half of a query: turns raw column values into
+// printer events through the handler, so both engines deliver the same
+// events for the same values. The engine feeds it names, then per row
+// begin_row / one value_* per column / end_row, then end.
+class Result_Delivery {
+ public:
+  Result_Delivery(Connection& connection, Query_Result_Printer& printer, int mode, Query_Result_Handler* handler);
+
+  static bool known_mode(int mode);
+
+  // Column keys (statement keys or engine names), before the first row.
+  bool names(std::vector<std::string> keys);
+  // Whether column `column` is delivered at all (mode and preview).
+  bool wanted(int column) const { return static_cast<size_t>(column) < live_.size() && live_[column]; }
+
+  bool begin_row(int row);
+  bool end_row(int row);
+  bool end(int rows);
+
+  bool value_null(int column);
+  bool value_integer(int column, long long value);
+  bool value_double(int column, double value);
+  bool value_text(int column, char const* text, size_t length);
+  bool value_binary(int column, unsigned char const* data, size_t length);
+
+  // Why delivery stopped, when it did.
+  std::string const& stop_reason() const { return stop_reason_; }
+
+ private:
+  bool stop(char const* what);
+  bool json(int column, char const* text, size_t length);
+  int index(int column) const { return mode_ == Connection::QM_COLUMN ? row_ : column; }
+
+  Connection& connection_;
+  Query_Result_Printer& printer_;
+  int mode_;
+  Query_Result_Handler* handler_;
+  std::vector<std::string> keys_;
+  std::vector<int> codes_;
+  std::vector<bool> live_;
+  int row_;
+  std::string stop_reason_;
+};
+
+}  // namespace sql
+}  // namespace database
+
+#endif
