@@ -1,0 +1,263 @@
+#include "server/catalog_service.h"
+
+#include <httplib.h>
+
+#include <chrono>
+
+#include <ace/Log_Msg.h>
+
+#include "backup/backup_set/common/bset_commit_action.h"
+#include "platform/json/json_text.h"
+#include "server/catalog_error.h"
+#include "server/catalog_store.h"
+#include "server/json_rpc_dispatcher.h"
+#include "server/set_document_validator.h"
+
+using json_spirit::Array;
+using json_spirit::Object;
+using json_spirit::Value;
+
+namespace {
+
+char const kJson[] = "application/json";
+
+void answer(httplib::Response& res, int status, Value const& body) {
+  res.status = status;
+  res.set_content(JSON_Dump(body), kJson);
+}
+
+void refuse(httplib::Response& res, Catalog_Error const& error) {
+  Object o;
+  o["result"] = false;
+  o["code"] = static_cast<int>(error.code);
+  o["message"] = error.message;
+  answer(res, error.http_status(), Value(std::move(o)));
+}
+
+bool parse_body(httplib::Request const& req, Value& doc, Catalog_Error& error) {
+  std::string why;
+  if (JSON_Parse(req.body.data(), req.body.size(), doc, &why)) return true;
+  while (!why.empty() && (why.back() == '\n' || why.back() == ' ')) why.pop_back();
+  return error.set(Catalog_Error::PARSE_ERROR, "body: not JSON: " + why);
+}
+
+// Compares without stopping at the first difference, so the time taken does
+// not tell how much of a guessed token was right.
+bool same_secret(std::string const& a, std::string const& b) {
+  unsigned char diff = a.size() == b.size() ? 0 : 1;
+  for (size_t i = 0; i < a.size(); ++i) diff |= static_cast<unsigned char>(a[i] ^ (i < b.size() ? b[i] : 0));
+  return diff == 0;
+}
+
+Value true_result() {
+  Object o;
+  o["result"] = true;
+  return Value(std::move(o));
+}
+
+}  // namespace
+
+Catalog_Service::Catalog_Service(Server_Options const& options, Json_Rpc_Dispatcher const& dispatcher,
+                                 Catalog_Store& store)
+    : options_(options), dispatcher_(dispatcher), store_(store) {}
+
+Catalog_Service::~Catalog_Service() { stop(); }
+
+bool Catalog_Service::start(std::string& error) {
+  if (!options_.tls_cert.empty()) {
+    auto tls = std::make_unique<httplib::SSLServer>(options_.tls_cert.c_str(), options_.tls_key.c_str());
+    if (!tls->is_valid()) {
+      error = "cannot load the TLS certificate '" + options_.tls_cert + "' or key '" + options_.tls_key + "'";
+      return false;
+    }
+    server_ = std::move(tls);
+  } else {
+    server_ = std::make_unique<httplib::Server>();
+  }
+  // Small JSON-RPC posts on loopback otherwise wait on Nagle plus delayed
+  // ACKs (tens of milliseconds each); agents keep their connection open.
+  server_->set_tcp_nodelay(true);
+  server_->set_keep_alive_max_count(static_cast<size_t>(options_.keep_alive_max));
+  server_->set_keep_alive_timeout(options_.keep_alive_timeout);
+  size_t threads = static_cast<size_t>(options_.threads);
+  server_->new_task_queue = [threads] { return new httplib::ThreadPool(threads); };
+  routes();
+
+  if (options_.port == 0) {
+    port_ = server_->bind_to_any_port(options_.listen);
+  } else {
+    port_ = server_->bind_to_port(options_.listen, options_.port) ? options_.port : -1;
+  }
+  if (port_ < 0) {
+    error = "cannot listen on " + options_.listen + ":" + std::to_string(options_.port);
+    server_.reset();
+    return false;
+  }
+  listening_done_ = false;
+  listener_ = std::thread([this] {
+    server_->listen_after_bind();
+    listening_done_ = true;
+  });
+  // stop() only reaches a server that runs already; wait for it to, so that
+  // a stop right after start cannot be lost.
+  while (!server_->is_running() && !listening_done_) std::this_thread::sleep_for(std::chrono::milliseconds(1));
+  if (!server_->is_running()) {
+    listener_.join();
+    error = "cannot serve on " + options_.listen + ":" + std::to_string(port_);
+    server_.reset();
+    return false;
+  }
+  return true;
+}
+
+void Catalog_Service::stop() {
+  if (server_) server_->stop();
+  if (listener_.joinable()) listener_.join();
+}
+
+bool Catalog_Service::authorized(httplib::Request const& req) const {
+  if (options_.token.empty()) return true;
+  auto it = req.headers.find("Authorization");
+  if (it == req.headers.end()) return false;
+  static char const scheme[] = "Bearer ";
+  std::string const& value = it->second;
+  if (value.size() < sizeof scheme - 1 || strncasecmp(value.c_str(), scheme, sizeof scheme - 1) != 0) return false;
+  return same_secret(value.substr(sizeof scheme - 1), options_.token);
+}
+
+void Catalog_Service::routes() {
+  httplib::Server& s = *server_;
+  s.set_pre_routing_handler([this](httplib::Request const& req, httplib::Response& res) {
+    if (authorized(req)) return httplib::Server::HandlerResponse::Unhandled;
+    res.set_header("WWW-Authenticate", "Bearer");
+    Object o;
+    o["result"] = false;
+    o["message"] = "Authorization: a valid bearer token is required";
+    answer(res, 401, Value(std::move(o)));
+    ACE_DEBUG((LM_INFO, "Refused %s %s from %s: no valid bearer token.\n", req.method.c_str(), req.path.c_str(),
+               req.remote_addr.c_str()));
+    return httplib::Server::HandlerResponse::Handled;
+  });
+  s.set_exception_handler([](httplib::Request const& req, httplib::Response& res, std::exception_ptr ep) {
+    std::string what = "unknown exception";
+    try {
+      std::rethrow_exception(ep);
+    } catch (std::exception const& e) {
+      what = e.what();
+    } catch (...) {
+    }
+    ACE_ERROR((LM_ERROR, "%s %s failed: %s.\n", req.method.c_str(), req.path.c_str(), what.c_str()));
+    refuse(res, Catalog_Error(Catalog_Error::STORAGE_FAILED, "internal error: " + what));
+  });
+
+  auto rpc = [this](httplib::Request const& req, httplib::Response& res) { this->rpc(req, res); };
+  s.Post("/rpc", rpc);
+  s.Post("/", rpc);
+  s.Post("/d2/r/v2/sets", [this](httplib::Request const& req, httplib::Response& res) { post_sets(req, res); });
+  s.Put("/d2/r/v2/sets", [this](httplib::Request const& req, httplib::Response& res) { put_sets(req, res); });
+  s.Get("/d2/r/v2/sets/select", [this](httplib::Request const& req, httplib::Response& res) { select(req, res); });
+  s.Get("/d2/r/v2/sets/exists", [this](httplib::Request const& req, httplib::Response& res) { exists(req, res); });
+}
+
+void Catalog_Service::rpc(httplib::Request const& req, httplib::Response& res) const {
+  std::string body = dispatcher_.handle(req.body);
+  if (body.empty()) {
+    res.status = 204;  // notifications only
+    return;
+  }
+  res.status = 200;
+  res.set_content(std::move(body), kJson);
+}
+
+void Catalog_Service::post_sets(httplib::Request const& req, httplib::Response& res) const {
+  Catalog_Error error;
+  Value doc;
+  std::string method = "backup_set.commit";
+  if (req.has_param("action")) {
+    std::string action = req.get_param_value("action");
+    switch (name_to_commit_action(action.c_str())) {
+      case BSET_COMMIT_ACTION_INITIALIZE: method = "backup_set.initialize"; break;
+      case BSET_COMMIT_ACTION_ADD_PIECE: method = "backup_set.add_piece"; break;
+      case BSET_COMMIT_ACTION_COMPLETE: method = "backup_set.complete"; break;
+      case BSET_COMMIT_ACTION_ABORT: method = "backup_set.abort"; break;
+      default:
+        error.set(Catalog_Error::INVALID_PARAMS, "action: unknown action '" + action + "'");
+        Json_Rpc_Dispatcher::log_refusal("POST /d2/r/v2/sets", error);
+        return refuse(res, error);
+    }
+  }
+  Value result;
+  if (!parse_body(req, doc, error) || !dispatcher_.call(method, doc, result, error)) {
+    Json_Rpc_Dispatcher::log_refusal("POST /d2/r/v2/sets " + method, error);
+    return refuse(res, error);
+  }
+  if (method == "backup_set.abort") {
+    // The REST abort answers the staged pieces themselves.
+    Value pieces = result.get_obj().at("pieces");
+    return answer(res, 200, pieces);
+  }
+  answer(res, 200, result);
+}
+
+void Catalog_Service::put_sets(httplib::Request const& req, httplib::Response& res) const {
+  Catalog_Error error;
+  Value doc;
+  std::string uuid = req.get_param_value("uuid");
+  bool ok = true;
+  if (!req.has_param("uuid"))
+    ok = error.set(Catalog_Error::INVALID_PARAMS, "uuid: missing from the query");
+  else if (!Set_Document_Validator::is_uuid(uuid))
+    ok = error.set(Catalog_Error::INVALID_PARAMS, "uuid: not a UUID");
+  ok = ok && parse_body(req, doc, error) && store_.update(uuid, doc, error);
+  if (!ok) {
+    Json_Rpc_Dispatcher::log_refusal("PUT /d2/r/v2/sets", error);
+    return refuse(res, error);
+  }
+  answer(res, 200, true_result());
+}
+
+void Catalog_Service::select(httplib::Request const& req, httplib::Response& res) const {
+  Catalog_Error error;
+  Object params;
+  std::string module, view;
+  for (auto const& p : req.params) {
+    if (p.first == "module")
+      module = p.second;
+    else if (p.first == "view")
+      view = p.second;
+    else
+      params[p.first] = p.second;  // typed by the view that reads it
+  }
+  Value result;
+  bool ok = true;
+  if (module.empty())
+    ok = error.set(Catalog_Error::INVALID_PARAMS, "module: missing");
+  else if (view.empty())
+    ok = error.set(Catalog_Error::INVALID_PARAMS, "view: missing");
+  ok = ok && store_.select(module, view, params, result, error);
+  if (!ok) {
+    Json_Rpc_Dispatcher::log_refusal("GET /d2/r/v2/sets/select", error);
+    return refuse(res, error);
+  }
+  answer(res, 200, result);
+}
+
+void Catalog_Service::exists(httplib::Request const& req, httplib::Response& res) const {
+  Catalog_Error error;
+  std::string uuid = req.get_param_value("uuid");
+  bool found = false;
+  bool ok = true;
+  if (!req.has_param("uuid"))
+    ok = error.set(Catalog_Error::INVALID_PARAMS, "uuid: missing from the query");
+  else if (!Set_Document_Validator::is_uuid(uuid))
+    ok = error.set(Catalog_Error::INVALID_PARAMS, "uuid: not a UUID");
+  ok = ok && store_.exists(uuid, found, error);
+  if (!ok) {
+    Json_Rpc_Dispatcher::log_refusal("GET /d2/r/v2/sets/exists", error);
+    return refuse(res, error);
+  }
+  Object o;
+  o["uuid"] = uuid;
+  o["exists"] = found;
+  answer(res, found ? 200 : 404, Value(std::move(o)));
+}

@@ -1,0 +1,420 @@
+#include "server/catalog_store.h"
+
+#include <algorithm>
+#include <map>
+
+#include "backup/backup_set/common/backup_set_state.h"
+#include "platform/database/pg_connection.h"
+#include "platform/database/sqlite_connection.h"
+#include "platform/json/json_text.h"
+#include "platform/sql/sql.h"
+#include "platform/sql/uuid_binary.h"
+#include "schema/catalog_schema.h"
+#include "server/set_document_validator.h"
+
+using database::sql::Connection;
+using json_spirit::Array;
+using json_spirit::Object;
+using json_spirit::Value;
+
+namespace {
+
+typedef Set_Document_Validator::Member Member;
+
+char const kStaged[] = "staged";
+char const kComplete[] = "complete";
+
+Binding_Value uuid_binding(std::string const& text) {
+  std::basic_string<unsigned char> bytes;
+  if (text.empty() || !UUID_Binary::parse(text, bytes)) return Binding_Value();
+  return Binding_Value(bytes);
+}
+
+Value const* find(Object const& o, char const* key) {
+  auto it = o.find(key);
+  return it == o.end() ? nullptr : &it->second;
+}
+
+// A checked member as the value of its column. Members the document lacks
+// are null, except the integers, whose columns default to 0.
+Binding_Value member_binding(Set_Document_Validator::Kind kind, Value const* v) {
+  switch (kind) {
+    case Set_Document_Validator::TEXT:
+    case Set_Document_Validator::TIME: return v ? Binding_Value(v->get_str()) : Binding_Value();
+    case Set_Document_Validator::UUID: return v ? uuid_binding(v->get_str()) : Binding_Value();
+    case Set_Document_Validator::INTEGER: return Binding_Value(v ? v->get_int64() : 0LL);
+    case Set_Document_Validator::OBJECT: return v ? Binding_Value(JSON_Dump(*v)) : Binding_Value();
+  }
+  return Binding_Value();
+}
+
+// Parameter names are the column names, which are plain identifiers.
+std::string param(char const* column) { return std::string(":") + column; }
+
+// The set's own row: the common members, the module, the status, the parents.
+bool insert_set(Connection& c, Object const& doc, char const* status) {
+  static std::string const text = [] {
+    std::string columns = "uuid,catalog_module,status,parents", values = ":uuid,:catalog_module,:status,:parents";
+    for (Member const& m : Set_Document_Validator::set_members()) {
+      if (std::string(m.key) == "uuid") continue;
+      columns += std::string(",") + m.key;
+      values += "," + param(m.key);
+    }
+    return "INSERT INTO backup_set(" + columns + ") VALUES(" + values + ")";
+  }();
+  SQL sql(text);
+  Value const* module = find(doc, "catalog_module");
+  Value const* parents = find(doc, "parents");
+  sql.bind(":uuid", uuid_binding(doc.at("uuid").get_str()))
+      .bind(":catalog_module", Binding_Value(module ? module->get_str() : std::string()))
+      .bind(":status", Binding_Value(status))
+      .bind(":parents", parents ? Binding_Value(JSON_Dump(*parents)) : Binding_Value());
+  for (Member const& m : Set_Document_Validator::set_members())
+    if (std::string(m.key) != "uuid") sql.bind(param(m.key), member_binding(m.kind, find(doc, m.key)));
+  return c.execute(sql);
+}
+
+// Sets the columns of the members the document holds (and the status, when
+// given); the uuid names the row and is never changed.
+bool update_set(Connection& c, Binding_Value const& uuid, Object const& doc, char const* status) {
+  std::string sets;
+  SQL sql;
+  auto add = [&sets, &sql](char const* column, Binding_Value const& value) {
+    if (!sets.empty()) sets += ",";
+    sets += std::string(column) + "=" + param(column);
+    sql.bind(param(column), value);
+  };
+  if (Value const* v = find(doc, "catalog_module")) add("catalog_module", Binding_Value(v->get_str()));
+  if (Value const* v = find(doc, "parents")) add("parents", Binding_Value(JSON_Dump(*v)));
+  if (status) add("status", Binding_Value(status));
+  for (Member const& m : Set_Document_Validator::set_members()) {
+    if (std::string(m.key) == "uuid") continue;
+    if (Value const* v = find(doc, m.key)) add(m.key, member_binding(m.kind, v));
+  }
+  if (sets.empty()) return true;
+  sql.set_text("UPDATE backup_set SET " + sets + " WHERE uuid=:uuid");
+  sql.bind(":uuid", uuid);
+  return c.execute(sql);
+}
+
+// The storage objects of a document: its "storage", or its "storages".
+std::vector<Value const*> storages_of(Object const& doc) {
+  std::vector<Value const*> out;
+  if (Value const* one = find(doc, "storage")) out.push_back(one);
+  if (Value const* many = find(doc, "storages"))
+    for (Value const& s : many->get_array()) out.push_back(&s);
+  return out;
+}
+
+bool has_storages(Object const& doc) { return find(doc, "storage") || find(doc, "storages"); }
+
+bool replace_storages(Connection& c, Binding_Value const& set, std::vector<Value const*> const& storages) {
+  SQL del("DELETE FROM backup_set_storage WHERE set_uuid=:set_uuid");
+  del.bind(":set_uuid", set);
+  if (!c.execute(del)) return false;
+  SQL sql(
+      "INSERT INTO backup_set_storage(set_uuid,pool_uuid,size,state,upstream_pool_uuid,extended_attrs) "
+      "VALUES(:set_uuid,:pool_uuid,:size,:state,:upstream_pool_uuid,:extended_attrs)");
+  sql.bind(":set_uuid", set);
+  for (Value const* s : storages) {
+    Object const& o = s->get_obj();
+    Value const* size = find(o, "size");
+    Value const* state = find(o, "state");
+    Value const* upstream = find(o, "upstream_pool_uuid");
+    Value const* attrs = find(o, "extended_attrs");
+    unsigned long long bits = state ? Backup_Set_State(state->get_array()).bits() : 0;
+    sql.bind(":pool_uuid", uuid_binding(o.at("pool_uuid").get_str()))
+        .bind(":size", Binding_Value(size ? size->get_int64() : 0LL))
+        .bind(":state", Binding_Value(static_cast<long long>(bits)))
+        .bind(":upstream_pool_uuid", upstream ? uuid_binding(upstream->get_str()) : Binding_Value())
+        .bind(":extended_attrs", attrs ? Binding_Value(JSON_Dump(*attrs)) : Binding_Value());
+    if (!c.execute(sql)) return false;
+  }
+  return true;
+}
+
+// One INSERT of `rows` pieces; the statement text depends only on the count.
+class Piece_Insert {
+ public:
+  explicit Piece_Insert(size_t rows) : rows_(rows) {
+    std::string text = "INSERT INTO backup_piece(set_uuid,path,object,size,extended_attrs) VALUES";
+    for (size_t i = 0; i < rows; ++i) {
+      std::string n = std::to_string(i);
+      names_.push_back({":p" + n, ":o" + n, ":z" + n, ":e" + n});
+      text += (i ? "," : "") + std::string("(:set_uuid,") + names_[i][0] + "," + names_[i][1] + "," + names_[i][2] +
+              "," + names_[i][3] + ")";
+    }
+    sql_.set_text(text);
+  }
+
+  bool run(Connection& c, Binding_Value const& set, Array const& pieces, size_t from) {
+    sql_.bind(":set_uuid", set);
+    for (size_t i = 0; i < rows_; ++i) {
+      Object const& o = pieces[from + i].get_obj();
+      Value const* object = find(o, "object");
+      Value const* attrs = find(o, "extended_attrs");
+      sql_.bind(names_[i][0], Binding_Value(o.at("path").get_str()))
+          .bind(names_[i][1], Binding_Value(object ? object->get_str() : std::string()))
+          .bind(names_[i][2], Binding_Value(o.at("size").get_int64()))
+          .bind(names_[i][3], attrs ? Binding_Value(JSON_Dump(*attrs)) : Binding_Value());
+    }
+    return c.execute(sql_);
+  }
+
+ private:
+  size_t rows_;
+  std::vector<std::vector<std::string>> names_;
+  SQL sql_;
+};
+
+// Appends pieces in multi-row INSERTs. Row counts are powers of two, so a
+// connection prepares only a handful of statement texts whatever the batch.
+bool insert_pieces(Connection& c, Binding_Value const& set, Array const& pieces, size_t max_rows) {
+  std::map<size_t, std::unique_ptr<Piece_Insert>> inserts;
+  size_t i = 0;
+  while (i < pieces.size()) {
+    size_t rows = max_rows;
+    while (rows > pieces.size() - i) rows /= 2;
+    auto& insert = inserts[rows];
+    if (!insert) insert = std::make_unique<Piece_Insert>(rows);
+    if (!insert->run(c, set, pieces, i)) return false;
+    i += rows;
+  }
+  return true;
+}
+
+// The status of a set ("" when there is none). PostgreSQL locks the row for
+// the rest of the transaction; SQLite's writers are serialised already.
+bool status_of(Connection& c, Binding_Value const& uuid, std::string& status) {
+  SQL sql(c.dialect() == Dialect::PostgreSQL ? "SELECT status FROM backup_set WHERE uuid=:uuid FOR UPDATE"
+                                             : "SELECT status FROM backup_set WHERE uuid=:uuid");
+  sql.bind(":uuid", uuid);
+  Value v;
+  if (!c.query_value(sql, v)) return false;
+  status = v.type() == json_spirit::str_type ? v.get_str() : std::string();
+  return true;
+}
+
+bool delete_set(Connection& c, Binding_Value const& uuid) {
+  // Pieces, storages and media go with it (ON DELETE CASCADE).
+  SQL sql("DELETE FROM backup_set WHERE uuid=:uuid");
+  sql.bind(":uuid", uuid);
+  return c.execute(sql);
+}
+
+bool invalid(Catalog_Error& error, std::string const& why) { return error.set(Catalog_Error::INVALID_PARAMS, why); }
+
+}  // namespace
+
+class Catalog_Store::Lease {
+ public:
+  Lease(Catalog_Store& store, std::string& error) : store_(store) {
+    {
+      std::lock_guard<std::mutex> lock(store_.pool_mutex_);
+      if (!store_.idle_.empty()) {
+        connection_ = std::move(store_.idle_.back());
+        store_.idle_.pop_back();
+      }
+    }
+    if (!connection_) connection_ = store_.connect(error);
+  }
+  ~Lease() {
+    // A connection whose session broke is dropped; the next lease opens anew.
+    if (!connection_ || !connection_->is_open()) return;
+    std::lock_guard<std::mutex> lock(store_.pool_mutex_);
+    store_.idle_.push_back(std::move(connection_));
+  }
+  Lease(Lease const&) = delete;
+  Lease& operator=(Lease const&) = delete;
+
+  explicit operator bool() const { return connection_ != nullptr; }
+  Connection& operator*() const { return *connection_; }
+  Connection* operator->() const { return connection_.get(); }
+
+ private:
+  Catalog_Store& store_;
+  std::unique_ptr<Connection> connection_;
+};
+
+Catalog_Store::Catalog_Store(std::string db, bool postgres) : db_(std::move(db)), postgres_(postgres) {}
+
+Catalog_Store::~Catalog_Store() = default;
+
+std::unique_ptr<Connection> Catalog_Store::connect(std::string& error) const {
+  std::unique_ptr<Connection> c;
+  if (postgres_)
+    c = std::make_unique<database::sql::PG_Connection>(db_);
+  else
+    c = std::make_unique<database::sql::SQLite_Connection>(db_);
+  if (!c->is_open()) {
+    error = "cannot open the catalogue '" + db_ + "': " + c->last_error();
+    return nullptr;
+  }
+  return c;
+}
+
+std::unique_ptr<Catalog_Store> Catalog_Store::open(std::string const& db, std::string& error) {
+  bool postgres = db.rfind("postgresql://", 0) == 0 || db.rfind("postgres://", 0) == 0;
+  std::unique_ptr<Catalog_Store> store(new Catalog_Store(db, postgres));
+  std::unique_ptr<Connection> c = store->connect(error);
+  if (!c) return nullptr;
+  if (!Catalog_Schema::create(*c)) {
+    error = "cannot create the catalogue tables in '" + db + "': " + c->last_error();
+    return nullptr;
+  }
+  store->idle_.push_back(std::move(c));
+  return store;
+}
+
+template <typename Body>
+bool Catalog_Store::write(Catalog_Error& error, Body body) {
+  std::unique_lock<std::mutex> writer(write_mutex_, std::defer_lock);
+  if (!postgres_) writer.lock();
+  std::string why;
+  Lease c(*this, why);
+  if (!c) return error.set(Catalog_Error::STORAGE_FAILED, why);
+  if (!c->begin()) return error.set(Catalog_Error::STORAGE_FAILED, c->last_error());
+  if (!body(*c)) {
+    std::string failure = c->last_error();
+    c->rollback();
+    if (error.code == Catalog_Error::NONE) error.set(Catalog_Error::STORAGE_FAILED, failure);
+    return false;
+  }
+  if (!c->commit()) {
+    std::string failure = c->last_error();
+    c->rollback();
+    return error.set(Catalog_Error::STORAGE_FAILED, failure);
+  }
+  return true;
+}
+
+namespace {
+// Rows per piece INSERT: a round trip per row is what PostgreSQL pays for;
+// SQLite pays per bound parameter instead, so it takes small statements.
+size_t piece_rows(bool postgres) { return postgres ? 64 : 8; }
+}  // namespace
+
+bool Catalog_Store::initialize(Value const& doc, Catalog_Error& error) {
+  std::string why;
+  if (!Set_Document_Validator::validate_set(doc, true, why)) return invalid(error, why);
+  Object const& o = doc.get_obj();
+  std::string const& uuid = o.at("uuid").get_str();
+  Binding_Value key = uuid_binding(uuid);
+  Value const* pieces = find(o, "pieces");
+  return write(error, [&](Connection& c) {
+    std::string status;
+    if (!status_of(c, key, status)) return false;
+    if (status == kComplete) return error.set(Catalog_Error::CONFLICT, "uuid: set " + uuid + " is complete already");
+    if (status.empty()) {
+      if (!insert_set(c, o, kStaged)) return false;
+    } else if (!update_set(c, key, o, nullptr)) {
+      return false;
+    }
+    if (has_storages(o) && !replace_storages(c, key, storages_of(o))) return false;
+    return !pieces || insert_pieces(c, key, pieces->get_array(), piece_rows(postgres_));
+  });
+}
+
+bool Catalog_Store::add_pieces(std::string const& uuid, Value const& pieces, Catalog_Error& error) {
+  std::string why;
+  if (!Set_Document_Validator::is_uuid(uuid)) return invalid(error, "uuid: not a UUID");
+  if (!Set_Document_Validator::validate_pieces(pieces, "pieces", why)) return invalid(error, why);
+  Binding_Value key = uuid_binding(uuid);
+  return write(error, [&](Connection& c) {
+    std::string status;
+    if (!status_of(c, key, status)) return false;
+    if (status.empty()) return error.set(Catalog_Error::NOT_FOUND, "uuid: no staged set " + uuid);
+    if (status != kStaged) return error.set(Catalog_Error::CONFLICT, "uuid: set " + uuid + " is not staged");
+    return insert_pieces(c, key, pieces.get_array(), piece_rows(postgres_));
+  });
+}
+
+bool Catalog_Store::complete(Value const& doc, Catalog_Error& error) {
+  std::string why;
+  if (!Set_Document_Validator::validate_set(doc, true, why)) return invalid(error, why);
+  Object const& o = doc.get_obj();
+  std::string const& uuid = o.at("uuid").get_str();
+  Binding_Value key = uuid_binding(uuid);
+  Value const* pieces = find(o, "pieces");
+  return write(error, [&](Connection& c) {
+    std::string status;
+    if (!status_of(c, key, status)) return false;
+    if (status.empty()) return error.set(Catalog_Error::NOT_FOUND, "uuid: no staged set " + uuid);
+    bool retry = status == kComplete;
+    if (!update_set(c, key, o, kComplete)) return false;
+    if (has_storages(o) && !replace_storages(c, key, storages_of(o))) return false;
+    return retry || !pieces || insert_pieces(c, key, pieces->get_array(), piece_rows(postgres_));
+  });
+}
+
+bool Catalog_Store::abort(std::string const& uuid, Array& pieces, Catalog_Error& error) {
+  if (!Set_Document_Validator::is_uuid(uuid)) return invalid(error, "uuid: not a UUID");
+  Binding_Value key = uuid_binding(uuid);
+  Array staged;
+  bool ok = write(error, [&](Connection& c) {
+    std::string status;
+    if (!status_of(c, key, status)) return false;
+    if (status.empty()) return error.set(Catalog_Error::NOT_FOUND, "uuid: no staged set " + uuid);
+    if (status != kStaged)
+      return error.set(Catalog_Error::CONFLICT, "uuid: set " + uuid + " is complete; only staged sets are aborted");
+    SQL sql("SELECT path, object, size, extended_attrs FROM backup_piece WHERE set_uuid=:set_uuid ORDER BY id");
+    sql.bind(":set_uuid", key);
+    static Key2_Value_T<int> const json_attrs[] = {{"extended_attrs", 4}, {nullptr, 0}};
+    database::sql::Query_Result_Handler handler(nullptr, json_attrs, -1, -1);
+    return c.query_rows(sql, staged, &handler) && delete_set(c, key);
+  });
+  if (ok) pieces = std::move(staged);
+  return ok;
+}
+
+bool Catalog_Store::commit(Value const& doc, Catalog_Error& error) {
+  std::string why;
+  if (!Set_Document_Validator::validate_set(doc, true, why)) return invalid(error, why);
+  Object const& o = doc.get_obj();
+  Binding_Value key = uuid_binding(o.at("uuid").get_str());
+  Value const* pieces = find(o, "pieces");
+  return write(error, [&](Connection& c) {
+    // Whatever was stored under this uuid (an earlier attempt of the same
+    // commit, or a staged set) is replaced, not duplicated.
+    return delete_set(c, key) && insert_set(c, o, kComplete) && replace_storages(c, key, storages_of(o)) &&
+           (!pieces || insert_pieces(c, key, pieces->get_array(), piece_rows(postgres_)));
+  });
+}
+
+bool Catalog_Store::update(std::string const& uuid, Value const& doc, Catalog_Error& error) {
+  std::string why;
+  if (!Set_Document_Validator::is_uuid(uuid)) return invalid(error, "uuid: not a UUID");
+  if (!Set_Document_Validator::validate_set(doc, false, why)) return invalid(error, why);
+  Object const& o = doc.get_obj();
+  if (Value const* inner = find(o, "uuid")) {
+    if (uuid_binding(inner->get_str()) != uuid_binding(uuid))
+      return invalid(error, "uuid: the document names another set than the request");
+  }
+  Binding_Value key = uuid_binding(uuid);
+  return write(error, [&](Connection& c) {
+    std::string status;
+    if (!status_of(c, key, status)) return false;
+    if (status != kComplete) return error.set(Catalog_Error::NOT_FOUND, "uuid: no complete set " + uuid);
+    return update_set(c, key, o, nullptr) && (!has_storages(o) || replace_storages(c, key, storages_of(o)));
+  });
+}
+
+bool Catalog_Store::exists(std::string const& uuid, bool& found, Catalog_Error& error) {
+  if (!Set_Document_Validator::is_uuid(uuid)) return invalid(error, "uuid: not a UUID");
+  std::string why;
+  Lease c(*this, why);
+  if (!c) return error.set(Catalog_Error::STORAGE_FAILED, why);
+  SQL sql("SELECT 1 FROM backup_set WHERE uuid=:uuid AND status='complete'");
+  sql.bind(":uuid", uuid_binding(uuid));
+  Value v;
+  if (!c->query_value(sql, v)) return error.set(Catalog_Error::STORAGE_FAILED, c->last_error());
+  found = !v.is_null();
+  return true;
+}
+
+bool Catalog_Store::select(std::string const& module, std::string const& view, Object const& params, Value& result,
+                           Catalog_Error& error) {
+  (void)params;
+  (void)result;
+  return error.set(Catalog_Error::INVALID_PARAMS, "module: unknown module '" + module + "' (view '" + view + "')");
+}

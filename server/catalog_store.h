@@ -1,0 +1,83 @@
+#ifndef SERVER_CATALOG_STORE_H
+#define SERVER_CATALOG_STORE_H
+
+#include <memory>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include "platform/json/value.h"
+#include "server/catalog_error.h"
+
+namespace database {
+namespace sql {
+class Connection;
+}
+}  // namespace database
+
+// The catalogue behind catalogd. Every write runs in one transaction on one
+// database::sql::Connection, so a set is never seen half-written; views are
+// read through the records' own select statements and result handlers.
+// Documents are checked by Set_Document_Validator before anything is written.
+//
+// A set is "staged" after initialize (and add_piece) and becomes visible to
+// views and to exists() only when it is complete (complete, or commit).
+// Connections are pooled, one per concurrent request; with SQLite the
+// writers take turns in-process instead of queueing on the file lock.
+class Catalog_Store {
+ public:
+  // Opens the catalogue named by `db` (an SQLite file path, or a
+  // postgresql:// URI) and creates its tables when they are missing. Null,
+  // with `error` set, when that fails.
+  static std::unique_ptr<Catalog_Store> open(std::string const& db, std::string& error);
+  ~Catalog_Store();
+  Catalog_Store(Catalog_Store const&) = delete;
+  Catalog_Store& operator=(Catalog_Store const&) = delete;
+
+  // Stores a staged set with its storages and any pieces it already has. A
+  // repeated initialize of a staged set updates it; of a complete set is a
+  // conflict.
+  bool initialize(json_spirit::Value const& doc, Catalog_Error& error);
+  // Appends pieces to a staged set.
+  bool add_pieces(std::string const& uuid, json_spirit::Value const& pieces, Catalog_Error& error);
+  // Takes the set's members from the document, replaces its storages when
+  // the document has any, appends the document's pieces, and makes the set
+  // visible. Completing a set that is complete already (a retry) updates its
+  // members and storages and adds no pieces.
+  bool complete(json_spirit::Value const& doc, Catalog_Error& error);
+  // Removes a staged set; `pieces` gets the pieces it had, in their order.
+  bool abort(std::string const& uuid, json_spirit::Array& pieces, Catalog_Error& error);
+  // Stores a whole set at once. A set of the same uuid is replaced in the
+  // same transaction, so a retried commit leaves exactly one set.
+  bool commit(json_spirit::Value const& doc, Catalog_Error& error);
+  // Changes the members the document holds of a complete set, and its
+  // storages when the document has any; pieces are left as they are.
+  bool update(std::string const& uuid, json_spirit::Value const& doc, Catalog_Error& error);
+  // A view; `result` gets {"rows": [...]}. Module "backup_set": view "sets"
+  // (params uuid, host_uuid, resource_uuid, name, limit, offset; each row
+  // with its "storages") and view "pieces" (params uuid, limit, offset).
+  bool select(std::string const& module, std::string const& view, json_spirit::Object const& params,
+              json_spirit::Value& result, Catalog_Error& error);
+  // Whether a complete set of this uuid is stored.
+  bool exists(std::string const& uuid, bool& found, Catalog_Error& error);
+
+  bool postgres() const { return postgres_; }
+
+ private:
+  class Lease;
+  friend class Lease;
+
+  Catalog_Store(std::string db, bool postgres);
+  std::unique_ptr<database::sql::Connection> connect(std::string& error) const;
+  // Runs `body` inside one transaction on a pooled connection.
+  template <typename Body>
+  bool write(Catalog_Error& error, Body body);
+
+  std::string db_;
+  bool postgres_;
+  std::mutex pool_mutex_;
+  std::vector<std::unique_ptr<database::sql::Connection>> idle_;
+  std::mutex write_mutex_;
+};
+
+#endif
