@@ -9,13 +9,12 @@
 
 #include <httplib.h>
 
-#include "platform/database/sqlite_connection.h"
 #include "platform/json/json_text.h"
 #include "platform/json/object_lookup.h"
 #include "platform/sql/sql.h"
 #include "platform/sql/uuid_binary.h"
 #include "server/catalog_server.h"
-#include "tests/server/temp_dir.h"
+#include "tests/server/catalog_target.h"
 
 using json_spirit::Array;
 using json_spirit::Object;
@@ -47,14 +46,20 @@ std::string rpc(std::string const& method, std::string const& params, int id = 1
          std::to_string(id) + "}";
 }
 
-class CatalogServiceTest : public ::testing::Test {
+class CatalogServiceTest : public ::testing::TestWithParam<Catalog_Target::Engine> {
  protected:
-  void SetUp() override { start({}); }
+  CatalogServiceTest() : target_(GetParam()) {}
+
+  void SetUp() override {
+    std::string error;
+    ASSERT_TRUE(target_.prepare(error)) << error;
+    start({});
+  }
 
   void start(Server_Options options) {
     options.listen = "127.0.0.1";
     options.port = 0;
-    options.db = dir_.path() + "/catalog.db";
+    options.db = target_.db();
     server_ = std::make_unique<Catalog_Server>(options);
     std::string error;
     ASSERT_TRUE(server_->start(error)) << error;
@@ -97,9 +102,9 @@ class CatalogServiceTest : public ::testing::Test {
 
   // A count taken straight from the catalogue file.
   long long count(std::string const& sql_text) {
-    database::sql::SQLite_Connection c(dir_.path() + "/catalog.db");
+    auto c = target_.connect();
     Value v;
-    EXPECT_TRUE(c.query_value(SQL(sql_text), v)) << c.last_error();
+    EXPECT_TRUE(c->query_value(SQL(sql_text), v)) << c->last_error();
     return v.type() == json_spirit::int_type ? v.get_int64() : -1;
   }
 
@@ -108,14 +113,14 @@ class CatalogServiceTest : public ::testing::Test {
     return res ? res->status : -1;
   }
 
-  Temp_Dir dir_;
+  Catalog_Target target_;
   std::unique_ptr<Catalog_Server> server_;
   std::unique_ptr<httplib::Client> client_;
 };
 
 }  // namespace
 
-TEST_F(CatalogServiceTest, ParseErrorAnswersMinus32700WithANullId) {
+TEST_P(CatalogServiceTest, ParseErrorAnswersMinus32700WithANullId) {
   Value a = call(R"({"jsonrpc": "2.0", "method": )");
   Object e = error_of(a);
   ASSERT_FALSE(e.empty()) << JSON_Dump(a);
@@ -125,7 +130,7 @@ TEST_F(CatalogServiceTest, ParseErrorAnswersMinus32700WithANullId) {
   EXPECT_EQ("2.0", a.get_obj().at("jsonrpc").get_str());
 }
 
-TEST_F(CatalogServiceTest, InvalidRequestsAnswerMinus32600NamingTheMember) {
+TEST_P(CatalogServiceTest, InvalidRequestsAnswerMinus32600NamingTheMember) {
   expect_error(call(R"({"method": "backup_set.commit", "id": 1})"), -32600, "Invalid Request: jsonrpc: missing");
   expect_error(call(R"({"jsonrpc": "1.0", "method": "backup_set.commit", "id": 1})"), -32600,
                "Invalid Request: jsonrpc: not \"2.0\"");
@@ -142,12 +147,12 @@ TEST_F(CatalogServiceTest, InvalidRequestsAnswerMinus32600NamingTheMember) {
   EXPECT_EQ("abc", a.get_obj().at("id").get_str());
 }
 
-TEST_F(CatalogServiceTest, UnknownMethodsAnswerMinus32601) {
+TEST_P(CatalogServiceTest, UnknownMethodsAnswerMinus32601) {
   expect_error(call(rpc("backup_set.explode", "{}")), -32601, "Method not found: backup_set.explode");
   expect_error(call(rpc("system.listMethods", "{}")), -32601, "Method not found: system.listMethods");
 }
 
-TEST_F(CatalogServiceTest, InvalidParamsAnswerMinus32602NamingTheMember) {
+TEST_P(CatalogServiceTest, InvalidParamsAnswerMinus32602NamingTheMember) {
   Value doc = parse(set_doc(kSet));
   doc.get_obj()["storages"].get_array()[1].get_obj()["pool_uuid"] = "pool-2";
   expect_error(call(rpc("backup_set.commit", JSON_Dump(doc))), -32602, "storages[1].pool_uuid: not a UUID");
@@ -170,7 +175,7 @@ TEST_F(CatalogServiceTest, InvalidParamsAnswerMinus32602NamingTheMember) {
   EXPECT_EQ(0, count("SELECT count(*) FROM backup_piece"));
 }
 
-TEST_F(CatalogServiceTest, BatchesAnswerEveryCallButTheNotifications) {
+TEST_P(CatalogServiceTest, BatchesAnswerEveryCallButTheNotifications) {
   std::string batch = "[" + rpc("backup_set.commit", set_doc(kSet), 1) + "," +
                       R"({"jsonrpc": "2.0", "method": "backup_set.nope"})" + "," + rpc("backup_set.nope", "{}", 3) +
                       "]";
@@ -188,7 +193,7 @@ TEST_F(CatalogServiceTest, BatchesAnswerEveryCallButTheNotifications) {
   EXPECT_TRUE(res->body.empty());
 }
 
-TEST_F(CatalogServiceTest, CommitAnswersItsUuidAndTheSetExists) {
+TEST_P(CatalogServiceTest, CommitAnswersItsUuidAndTheSetExists) {
   EXPECT_EQ(404, exists(kSet));
   Value a = call(rpc("backup_set.commit", set_doc(kSet), 9));
   Object const& r = a.get_obj().at("result").get_obj();
@@ -206,7 +211,7 @@ TEST_F(CatalogServiceTest, CommitAnswersItsUuidAndTheSetExists) {
   EXPECT_EQ(400, exists("not-a-uuid"));
 }
 
-TEST_F(CatalogServiceTest, ARetriedCommitReplacesInsteadOfDuplicating) {
+TEST_P(CatalogServiceTest, ARetriedCommitReplacesInsteadOfDuplicating) {
   for (int i = 0; i < 3; ++i) call(rpc("backup_set.commit", set_doc(kSet), i));
   EXPECT_EQ(1, count("SELECT count(*) FROM backup_set"));
   EXPECT_EQ(2, count("SELECT count(*) FROM backup_piece"));
@@ -220,7 +225,7 @@ TEST_F(CatalogServiceTest, ARetriedCommitReplacesInsteadOfDuplicating) {
   EXPECT_EQ(0, count("SELECT count(*) FROM backup_set_storage"));
 }
 
-TEST_F(CatalogServiceTest, AStagedSetIsInvisibleUntilComplete) {
+TEST_P(CatalogServiceTest, AStagedSetIsInvisibleUntilComplete) {
   Value doc = parse(set_doc(kSet));
   doc.get_obj()["pieces"] = Value(Array());
   Value a = call(rpc("backup_set.initialize", JSON_Dump(doc)));
@@ -244,7 +249,7 @@ TEST_F(CatalogServiceTest, AStagedSetIsInvisibleUntilComplete) {
   EXPECT_EQ(4, count("SELECT count(*) FROM backup_piece"));
 }
 
-TEST_F(CatalogServiceTest, StagedCallsOnAnUnknownSetAreRefused) {
+TEST_P(CatalogServiceTest, StagedCallsOnAnUnknownSetAreRefused) {
   std::string other = "11111111-2222-3333-4444-555555555555";
   expect_error(call(rpc("backup_set.add_piece", R"({"uuid": ")" + other + R"(", "pieces": []})")), -32001,
                "uuid: no staged set " + other);
@@ -256,7 +261,7 @@ TEST_F(CatalogServiceTest, StagedCallsOnAnUnknownSetAreRefused) {
   EXPECT_EQ(0, count("SELECT count(*) FROM backup_set"));
 }
 
-TEST_F(CatalogServiceTest, AbortAnswersTheStagedPiecesAndRemovesTheSet) {
+TEST_P(CatalogServiceTest, AbortAnswersTheStagedPiecesAndRemovesTheSet) {
   call(rpc("backup_set.initialize", set_doc(kSet)));
   call(rpc("backup_set.add_piece", std::string(R"({"uuid": ")") + kSet +
                                        R"(", "pieces": [{"path": "/c", "size": 3, "extended_attrs": {"k": "v"}}]})"));
@@ -274,7 +279,7 @@ TEST_F(CatalogServiceTest, AbortAnswersTheStagedPiecesAndRemovesTheSet) {
   EXPECT_EQ(0, count("SELECT count(*) FROM backup_set_storage"));
 }
 
-TEST_F(CatalogServiceTest, RestRoutesAnswerWithHttpStatuses) {
+TEST_P(CatalogServiceTest, RestRoutesAnswerWithHttpStatuses) {
   auto res = client_->Post("/d2/r/v2/sets", set_doc(kSet), "application/json");
   ASSERT_TRUE(res);
   EXPECT_EQ(200, res->status) << res->body;
@@ -330,7 +335,7 @@ TEST_F(CatalogServiceTest, RestRoutesAnswerWithHttpStatuses) {
   EXPECT_EQ("module: missing", parse(res->body).get_obj().at("message").get_str());
 }
 
-TEST_F(CatalogServiceTest, RestStagedStepsAndAbortAnswerThePiecesAsAnArray) {
+TEST_P(CatalogServiceTest, RestStagedStepsAndAbortAnswerThePiecesAsAnArray) {
   std::string other = "11111111-2222-3333-4444-555555555555";
   auto res = client_->Post("/d2/r/v2/sets?action=Initialize", set_doc(other), "application/json");
   ASSERT_TRUE(res);
@@ -354,7 +359,7 @@ TEST_F(CatalogServiceTest, RestStagedStepsAndAbortAnswerThePiecesAsAnArray) {
   EXPECT_EQ(-32001, parse(res->body).get_obj().at("code").get_int());
 }
 
-TEST_F(CatalogServiceTest, ABearerTokenIsRequiredWhenConfigured) {
+TEST_P(CatalogServiceTest, ABearerTokenIsRequiredWhenConfigured) {
   Server_Options o;
   o.token = "s3cret";
   restart(o);
@@ -383,7 +388,7 @@ TEST_F(CatalogServiceTest, ABearerTokenIsRequiredWhenConfigured) {
   EXPECT_EQ(200, exists(kSet));
 }
 
-TEST_F(CatalogServiceTest, QueuedCommitsAreAnsweredAtOnceAndStoredAfterTheDelay) {
+TEST_P(CatalogServiceTest, QueuedCommitsAreAnsweredAtOnceAndStoredAfterTheDelay) {
   Server_Options o;
   o.queue_commits = true;
   o.queue_delay_ms = 400;
@@ -408,7 +413,7 @@ TEST_F(CatalogServiceTest, QueuedCommitsAreAnsweredAtOnceAndStoredAfterTheDelay)
   expect_error(call(rpc("backup_set.commit", JSON_Dump(bad))), -32602, "size: not an integer but a string");
 }
 
-TEST_F(CatalogServiceTest, StoppingDrainsTheCommitQueue) {
+TEST_P(CatalogServiceTest, StoppingDrainsTheCommitQueue) {
   Server_Options o;
   o.queue_commits = true;
   o.queue_delay_ms = 60000;
@@ -419,8 +424,8 @@ TEST_F(CatalogServiceTest, StoppingDrainsTheCommitQueue) {
   EXPECT_EQ(1, count("SELECT count(*) FROM backup_set WHERE status='complete'"));
 }
 
-TEST_F(CatalogServiceTest, ServesHttpsWithTheGivenCertificate) {
-  std::string cert = dir_.path() + "/cert.pem", key = dir_.path() + "/key.pem";
+TEST_P(CatalogServiceTest, ServesHttpsWithTheGivenCertificate) {
+  std::string cert = target_.dir() + "/cert.pem", key = target_.dir() + "/key.pem";
   std::string command = "openssl req -x509 -newkey rsa:2048 -nodes -days 1 -subj /CN=127.0.0.1 -addext "
                         "subjectAltName=IP:127.0.0.1 -keyout " +
                         key + " -out " + cert + " >/dev/null 2>&1";
@@ -446,7 +451,7 @@ TEST_F(CatalogServiceTest, ServesHttpsWithTheGivenCertificate) {
   Server_Options broken;
   broken.listen = "127.0.0.1";
   broken.port = 0;
-  broken.db = dir_.path() + "/other.db";
+  broken.db = target_.dir() + "/other.db";  // the certificate fails before any catalogue is used
   broken.tls_cert = cert;
   broken.tls_key = cert;
   Catalog_Server other(broken);
@@ -454,3 +459,9 @@ TEST_F(CatalogServiceTest, ServesHttpsWithTheGivenCertificate) {
   EXPECT_FALSE(other.start(error));
   EXPECT_NE(std::string::npos, error.find("cannot load the TLS certificate")) << error;
 }
+
+INSTANTIATE_TEST_SUITE_P(Engines, CatalogServiceTest,
+                         ::testing::Values(Catalog_Target::SQLITE, Catalog_Target::POSTGRESQL),
+                         [](::testing::TestParamInfo<Catalog_Target::Engine> const& info) {
+                           return std::string(Catalog_Target::name(info.param));
+                         });
