@@ -90,8 +90,17 @@ class Fake_HTTP_Server {
     return "http://127.0.0.1:" + std::to_string(port_) + path;
   }
 
+  // Run before any server stops. The server waits out the keep-alive of
+  // connections still open to it, so a test that keeps connections in
+  // process-wide places (a channel, a shared session) lets go of them here.
+  static std::function<void()>& before_stop() {
+    static std::function<void()> hook;
+    return hook;
+  }
+
   void stop() {
     if (thread_.joinable()) {
+      if (before_stop()) before_stop()();
       owned_->stop();
       thread_.join();
     }
