@@ -4,8 +4,11 @@
 
 #include <ace/Log_Msg.h>
 
+#include "backup/backup_set/common/backup_piece_result_handler.h"
 #include "platform/json/yajl_gen.h"
 #include "platform/json/yajl_map_guard.h"
+#include "platform/sql/select_sql.h"
+#include "platform/sql/string_template.h"
 
 namespace {
 
@@ -73,3 +76,25 @@ bool Backup_Piece::print_json(int, char const* key, json_spirit::Value const& va
   if (strcmp(key, "extended_attrs") == 0 && value.type() == json_spirit::obj_type) extended_attrs = value.get_obj();
   return true;
 }
+
+// Catalogue reading: the columns of table "backup_piece" under the caller's
+// alias; "id" and "set_uuid" are selected though the piece keeps neither.
+namespace {
+char const* const SELECT_COLUMNS[] = {"id", "set_uuid", "path", "object", "size", "extended_attrs"};
+}  // namespace
+
+void Backup_Piece::init_select_sql(Select_SQL& sql, char const* alias) {
+  String_Template column("", "{{", "}}", 0);
+  column("b", alias);
+  sql.table("backup_piece", alias);
+  std::string expression;
+  for (char const* name : SELECT_COLUMNS) {
+    column(std::string("{{b}}.") + name);
+    column.str(expression);
+    sql.add_key(expression, name);
+  }
+}
+
+Backup_Piece_Result_Handler Backup_Piece::result_handler_;
+
+database::sql::Query_Result_Handler* Backup_Piece::result_handler() { return &result_handler_; }

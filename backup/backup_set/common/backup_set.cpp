@@ -4,8 +4,11 @@
 
 #include <ace/Log_Msg.h>
 
+#include "backup/backup_set/common/backup_set_result_handler.h"
 #include "platform/json/yajl_array_guard.h"
 #include "platform/json/yajl_map_guard.h"
+#include "platform/sql/select_sql.h"
+#include "platform/sql/string_template.h"
 #include "platform/time/iso8601.h"
 
 namespace {
@@ -246,3 +249,31 @@ bool Backup_Set::print_json(int, char const* key, json_spirit::Value const& valu
   if (Object_Column const* column = find_column(OBJECT_COLUMNS, key)) this->*column->field = value.get_obj();
   return true;
 }
+
+// Catalogue reading: the columns of table "backup_set" under the caller's
+// alias, each delivered under its bare column name.
+namespace {
+char const* const SELECT_COLUMNS[] = {
+    "uuid",          "name",           "job_instance_uuid", "definition_uuid",   "uid",
+    "host_uuid",     "resource_uuid",  "minor_resource_id", "minor_resource_name", "agent",
+    "incarnation",   "type",           "first_time",        "last_time",         "backup_start_time",
+    "backup_end_time", "source_size",  "size",              "uri",               "host",
+    "instance",      "instance_version", "first_scn",       "last_scn",          "resource_tree",
+    "extended_attrs", "uname",         "lsb"};
+}  // namespace
+
+void Backup_Set::init_select_sql(Select_SQL& sql, char const* alias) {
+  String_Template column("", "{{", "}}", 0);
+  column("b", alias);
+  sql.table("backup_set", alias);
+  std::string expression;
+  for (char const* name : SELECT_COLUMNS) {
+    column(std::string("{{b}}.") + name);
+    column.str(expression);
+    sql.add_key(expression, name);
+  }
+}
+
+Backup_Set_Result_Handler Backup_Set::result_handler_(nullptr, nullptr, nullptr, 0);
+
+database::sql::Query_Result_Handler* Backup_Set::result_handler() { return &result_handler_; }

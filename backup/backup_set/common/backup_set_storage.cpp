@@ -4,9 +4,12 @@
 
 #include <ace/Log_Msg.h>
 
+#include "backup/backup_set/common/backup_set_storage_result_handler.h"
 #include "platform/json/yajl_array_guard.h"
 #include "platform/json/yajl_gen.h"
 #include "platform/json/yajl_map_guard.h"
+#include "platform/sql/select_sql.h"
+#include "platform/sql/string_template.h"
 
 namespace {
 
@@ -88,3 +91,26 @@ bool Backup_Set_Storage::print_json(int, char const* key, json_spirit::Value con
   if (strcmp(key, "extended_attrs") == 0 && value.type() == json_spirit::obj_type) extended_attrs = value.get_obj();
   return true;
 }
+
+// Catalogue reading: the columns of table "backup_set_storage" under the
+// caller's alias; "id" is selected though the record keeps none.
+namespace {
+char const* const SELECT_COLUMNS[] = {"id", "set_uuid", "pool_uuid", "size", "state", "upstream_pool_uuid",
+                                      "extended_attrs"};
+}  // namespace
+
+void Backup_Set_Storage::init_select_sql(Select_SQL& sql, char const* alias) {
+  String_Template column("", "{{", "}}", 0);
+  column("b", alias);
+  sql.table("backup_set_storage", alias);
+  std::string expression;
+  for (char const* name : SELECT_COLUMNS) {
+    column(std::string("{{b}}.") + name);
+    column.str(expression);
+    sql.add_key(expression, name);
+  }
+}
+
+Backup_Set_Storage_Result_Handler Backup_Set_Storage::result_handler_;
+
+database::sql::Query_Result_Handler* Backup_Set_Storage::result_handler() { return &result_handler_; }
