@@ -3,6 +3,7 @@
 #include <httplib.h>
 
 #include <chrono>
+#include <cstdlib>
 
 #include <ace/Log_Msg.h>
 
@@ -34,9 +35,9 @@ void refuse(httplib::Response& res, Catalog_Error const& error) {
   answer(res, error.http_status(), Value(std::move(o)));
 }
 
-bool parse_body(httplib::Request const& req, Value& doc, Catalog_Error& error) {
+bool parse_body(std::string const& body, Value& doc, Catalog_Error& error) {
   std::string why;
-  if (JSON_Parse(req.body.data(), req.body.size(), doc, &why)) return true;
+  if (JSON_Parse(body.data(), body.size(), doc, &why)) return true;
   while (!why.empty() && (why.back() == '\n' || why.back() == ' ')) why.pop_back();
   return error.set(Catalog_Error::PARSE_ERROR, "body: not JSON: " + why);
 }
@@ -150,26 +151,41 @@ void Catalog_Service::routes() {
     refuse(res, Catalog_Error(Catalog_Error::STORAGE_FAILED, "internal error: " + what));
   });
 
-  auto rpc = [this](httplib::Request const& req, httplib::Response& res) { this->rpc(req, res); };
-  s.Post("/rpc", rpc);
-  s.Post("/", rpc);
-  s.Post("/d2/r/v2/sets", [this](httplib::Request const& req, httplib::Response& res) { post_sets(req, res); });
-  s.Put("/d2/r/v2/sets", [this](httplib::Request const& req, httplib::Response& res) { put_sets(req, res); });
+  // Bodies are read by the routes themselves, whatever their content type:
+  // the library would otherwise refuse a large body that a client labelled
+  // as a form.
+  typedef void (Catalog_Service::*Body_Route)(httplib::Request const&, std::string const&, httplib::Response&) const;
+  auto with_body = [this](Body_Route route) {
+    return [this, route](httplib::Request const& req, httplib::Response& res, httplib::ContentReader const& reader) {
+      std::string body;
+      if (req.has_header("Content-Length"))
+        body.reserve(static_cast<size_t>(std::strtoull(req.get_header_value("Content-Length").c_str(), nullptr, 10)));
+      reader([&body](char const* data, size_t length) {
+        body.append(data, length);
+        return true;
+      });
+      (this->*route)(req, body, res);
+    };
+  };
+  s.Post("/rpc", with_body(&Catalog_Service::rpc));
+  s.Post("/", with_body(&Catalog_Service::rpc));
+  s.Post("/d2/r/v2/sets", with_body(&Catalog_Service::post_sets));
+  s.Put("/d2/r/v2/sets", with_body(&Catalog_Service::put_sets));
   s.Get("/d2/r/v2/sets/select", [this](httplib::Request const& req, httplib::Response& res) { select(req, res); });
   s.Get("/d2/r/v2/sets/exists", [this](httplib::Request const& req, httplib::Response& res) { exists(req, res); });
 }
 
-void Catalog_Service::rpc(httplib::Request const& req, httplib::Response& res) const {
-  std::string body = dispatcher_.handle(req.body);
-  if (body.empty()) {
+void Catalog_Service::rpc(httplib::Request const&, std::string const& body, httplib::Response& res) const {
+  std::string answer = dispatcher_.handle(body);
+  if (answer.empty()) {
     res.status = 204;  // notifications only
     return;
   }
   res.status = 200;
-  res.set_content(std::move(body), kJson);
+  res.set_content(std::move(answer), kJson);
 }
 
-void Catalog_Service::post_sets(httplib::Request const& req, httplib::Response& res) const {
+void Catalog_Service::post_sets(httplib::Request const& req, std::string const& body, httplib::Response& res) const {
   Catalog_Error error;
   Value doc;
   std::string method = "backup_set.commit";
@@ -187,7 +203,7 @@ void Catalog_Service::post_sets(httplib::Request const& req, httplib::Response& 
     }
   }
   Value result;
-  if (!parse_body(req, doc, error) || !dispatcher_.call(method, doc, result, error)) {
+  if (!parse_body(body, doc, error) || !dispatcher_.call(method, doc, result, error)) {
     Json_Rpc_Dispatcher::log_refusal("POST /d2/r/v2/sets " + method, error);
     return refuse(res, error);
   }
@@ -199,7 +215,7 @@ void Catalog_Service::post_sets(httplib::Request const& req, httplib::Response& 
   answer(res, 200, result);
 }
 
-void Catalog_Service::put_sets(httplib::Request const& req, httplib::Response& res) const {
+void Catalog_Service::put_sets(httplib::Request const& req, std::string const& body, httplib::Response& res) const {
   Catalog_Error error;
   Value doc;
   std::string uuid = req.get_param_value("uuid");
@@ -208,7 +224,7 @@ void Catalog_Service::put_sets(httplib::Request const& req, httplib::Response& r
     ok = error.set(Catalog_Error::INVALID_PARAMS, "uuid: missing from the query");
   else if (!Set_Document_Validator::is_uuid(uuid))
     ok = error.set(Catalog_Error::INVALID_PARAMS, "uuid: not a UUID");
-  ok = ok && parse_body(req, doc, error) && store_.update(uuid, doc, error);
+  ok = ok && parse_body(body, doc, error) && store_.update(uuid, doc, error);
   if (!ok) {
     Json_Rpc_Dispatcher::log_refusal("PUT /d2/r/v2/sets", error);
     return refuse(res, error);

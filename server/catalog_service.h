@@ -36,9 +36,9 @@ class Catalog_Service {
  private:
   void routes();
   bool authorized(httplib::Request const& req) const;
-  void rpc(httplib::Request const& req, httplib::Response& res) const;
-  void post_sets(httplib::Request const& req, httplib::Response& res) const;
-  void put_sets(httplib::Request const& req, httplib::Response& res) const;
+  void rpc(httplib::Request const& req, std::string const& body, httplib::Response& res) const;
+  void post_sets(httplib::Request const& req, std::string const& body, httplib::Response& res) const;
+  void put_sets(httplib::Request const& req, std::string const& body, httplib::Response& res) const;
   void select(httplib::Request const& req, httplib::Response& res) const;
   void exists(httplib::Request const& req, httplib::Response& res) const;
 

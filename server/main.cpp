@@ -1,4 +1,6 @@
 // catalogd: the backup server's catalogue service.
+#include <malloc.h>
+
 #include <csignal>
 #include <cstdio>
 #include <iostream>
@@ -9,6 +11,12 @@
 #include "server/server_options.h"
 
 int main(int argc, char** argv) {
+  // glibc gives every worker thread an arena of its own, and each arena keeps
+  // the memory of the largest batch its thread ever parsed: with 8 threads a
+  // stream of 10,000-piece batches held 130 MB. Two arenas hold 45 MB for
+  // the same work at the same CPU cost.
+  mallopt(M_ARENA_MAX, 2);
+
   Server_Options options;
   int status = Server_Options::parse(argc, argv, options, std::cout, std::cerr);
   if (status >= 0) return status;

@@ -465,3 +465,22 @@ INSTANTIATE_TEST_SUITE_P(Engines, CatalogServiceTest,
                          [](::testing::TestParamInfo<Catalog_Target::Engine> const& info) {
                            return std::string(Catalog_Target::name(info.param));
                          });
+
+TEST_P(CatalogServiceTest, LargeBodiesAreTakenWhateverTheirContentType) {
+  Value doc = parse(set_doc(kSet));
+  Array pieces;
+  for (int i = 0; i < 2000; ++i) {
+    Object p;
+    p["path"] = "/data/file-" + std::to_string(i);
+    p["size"] = i;
+    pieces.push_back(Value(std::move(p)));
+  }
+  doc.get_obj()["pieces"] = Value(std::move(pieces));
+  std::string body = rpc("backup_set.commit", JSON_Dump(doc));
+  ASSERT_GT(body.size(), 64u * 1024);
+  // Some clients label any POST body as a form.
+  auto res = client_->Post("/rpc", body, "application/x-www-form-urlencoded");
+  ASSERT_TRUE(res);
+  EXPECT_EQ(200, res->status) << res->body;
+  EXPECT_EQ(2000, count("SELECT count(*) FROM backup_piece"));
+}
