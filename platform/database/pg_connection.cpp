@@ -306,9 +306,8 @@ bool PG_Connection::query(SQL const& sql, Query_Result_Printer& printer, int mod
 
   std::vector<std::string> keys;
   std::vector<std::string> const* given = sql.keys();
-  if (given && given->size() == static_cast<size_t>(columns)) {
-    keys = *given;
-  } else {
+  if (!given || given->size() != static_cast<size_t>(columns)) {
+    given = &keys;
     keys.reserve(columns);
     for (int c = 0; c < columns; ++c) keys.emplace_back(PQfname(result, c));
   }
@@ -316,7 +315,7 @@ bool PG_Connection::query(SQL const& sql, Query_Result_Printer& printer, int mod
   for (int c = 0; c < columns; ++c) types[c] = PQftype(result, c);
 
   Result_Delivery delivery(*this, printer, mode, handler);
-  if (!delivery.names(std::move(keys))) return fail("query " + delivery.stop_reason());
+  if (!delivery.names(*given)) return fail("query " + delivery.stop_reason());
 
   std::vector<unsigned char> bytes;
   char text[64];

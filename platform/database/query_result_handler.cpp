@@ -17,7 +17,7 @@ Query_Result_Handler::~Query_Result_Handler() = default;
 char const* Query_Result_Handler::translate_key(char const* name) const {
   if (!keys_ || !name) return name;
   for (unsigned i = 0; i < key_count_ && keys_[i].key; ++i) {
-    if (std::strcmp(keys_[i].key, name) == 0) return keys_[i].value ? keys_[i].value : name;
+    if (keys_[i].key[0] == name[0] && std::strcmp(keys_[i].key, name) == 0) return keys_[i].value ? keys_[i].value : name;
   }
   return name;
 }
@@ -25,7 +25,8 @@ char const* Query_Result_Handler::translate_key(char const* name) const {
 int Query_Result_Handler::value_code(char const* key) const {
   if (!values_ || !key) return VT_NONE;
   for (unsigned i = 0; i < value_count_ && values_[i].key; ++i) {
-    if (std::strcmp(values_[i].key, key) == 0) return values_[i].value;
+    // The first byte rules out most rows without a call.
+    if (values_[i].key[0] == key[0] && std::strcmp(values_[i].key, key) == 0) return values_[i].value;
   }
   return VT_NONE;
 }

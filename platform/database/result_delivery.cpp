@@ -28,7 +28,7 @@ bool text_truth(char const* text, size_t length) {
 
 Result_Delivery::Result_Delivery(Connection& connection, Query_Result_Printer& printer, int mode,
                                  Query_Result_Handler* handler)
-    : connection_(connection), printer_(printer), mode_(mode), handler_(handler), row_(0) {}
+    : connection_(connection), printer_(printer), mode_(mode), handler_(handler), keys_(nullptr), row_(0) {}
 
 bool Result_Delivery::known_mode(int mode) {
   return mode == Connection::QM_FLAT || mode == Connection::QM_COLUMN || mode == Connection::QM_ROWS;
@@ -39,21 +39,31 @@ bool Result_Delivery::stop(char const* what) {
   return false;
 }
 
-bool Result_Delivery::names(std::vector<std::string> keys) {
-  keys_ = std::move(keys);
-  codes_.assign(keys_.size(), Query_Result_Handler::VT_NONE);
-  live_.assign(keys_.size(), true);
+bool Result_Delivery::names(std::vector<std::string> const& keys) {
+  keys_ = &keys;
+  size_t const n = keys.size();
+  codes_.assign(n, Query_Result_Handler::VT_NONE);
+  live_.assign(n, true);
   if (mode_ == Connection::QM_COLUMN) {
-    for (size_t i = 1; i < live_.size(); ++i) live_[i] = false;
+    for (size_t i = 1; i < n; ++i) live_[i] = false;
   }
   if (handler_) {
-    for (size_t i = 0; i < keys_.size(); ++i) {
-      char const* key = handler_->translate_key(keys_[i].c_str());
-      if (key != keys_[i].c_str()) keys_[i] = key;
-      codes_[i] = handler_->value_code(keys_[i].c_str());
-      if (live_[i] && !handler_->preview_name_i(static_cast<int>(i), keys_[i].c_str())) live_[i] = false;
+    for (size_t i = 0; i < n; ++i) {
+      char const* key = handler_->translate_key((*keys_)[i].c_str());
+      if (key != (*keys_)[i].c_str()) {
+        if (keys_ != &translated_) {
+          translated_ = keys;
+          keys_ = &translated_;
+        }
+        translated_[i] = key;
+      }
     }
-    if (!handler_->handle_pre_end_names_i(connection_, keys_, printer_)) return stop("stopped by the handler");
+    for (size_t i = 0; i < n; ++i) {
+      char const* key = (*keys_)[i].c_str();
+      codes_[i] = handler_->value_code(key);
+      if (live_[i] && !handler_->preview_name_i(static_cast<int>(i), key)) live_[i] = false;
+    }
+    if (!handler_->handle_pre_end_names_i(connection_, *keys_, printer_)) return stop("stopped by the handler");
   }
   return true;
 }
@@ -79,7 +89,7 @@ bool Result_Delivery::end(int rows) {
 }
 
 bool Result_Delivery::value_null(int column) {
-  char const* key = keys_[column].c_str();
+  char const* key = (*keys_)[column].c_str();
   if (handler_) {
     if (handler_->skip_null_i(column, key)) return true;
     if (handler_->handle_null_i(connection_, index(column), key, printer_)) return true;
@@ -88,7 +98,7 @@ bool Result_Delivery::value_null(int column) {
 }
 
 bool Result_Delivery::value_integer(int column, long long value) {
-  char const* key = keys_[column].c_str();
+  char const* key = (*keys_)[column].c_str();
   if (handler_) {
     if (handler_->skip_integer_i(column, key, value)) return true;
     if (handler_->handle_integer_i(connection_, index(column), key, value, printer_)) return true;
@@ -99,7 +109,7 @@ bool Result_Delivery::value_integer(int column, long long value) {
 }
 
 bool Result_Delivery::value_double(int column, double value) {
-  char const* key = keys_[column].c_str();
+  char const* key = (*keys_)[column].c_str();
   if (handler_) {
     if (handler_->skip_double_i(column, key, value)) return true;
     if (handler_->handle_double_i(connection_, index(column), key, value, printer_)) return true;
@@ -110,7 +120,7 @@ bool Result_Delivery::value_double(int column, double value) {
 }
 
 bool Result_Delivery::json(int column, char const* text, size_t length) {
-  char const* key = keys_[column].c_str();
+  char const* key = (*keys_)[column].c_str();
   json_spirit::Value parsed;
   std::string error;
   if (!JSON_Parse(text, length, parsed, &error)) {
@@ -121,7 +131,7 @@ bool Result_Delivery::json(int column, char const* text, size_t length) {
 }
 
 bool Result_Delivery::value_text(int column, char const* text, size_t length) {
-  char const* key = keys_[column].c_str();
+  char const* key = (*keys_)[column].c_str();
   if (handler_) {
     if (handler_->skip_string_i(column, key, text, length)) return true;
     if (handler_->handle_string_i(connection_, index(column), key, text, length, printer_)) return true;
@@ -138,7 +148,7 @@ bool Result_Delivery::value_text(int column, char const* text, size_t length) {
 }
 
 bool Result_Delivery::value_binary(int column, unsigned char const* data, size_t length) {
-  char const* key = keys_[column].c_str();
+  char const* key = (*keys_)[column].c_str();
   if (handler_) {
     if (handler_->skip_binary_i(column, key, data, length)) return true;
     if (handler_->handle_binary_i(connection_, index(column), key, data, length, printer_)) return true;

@@ -21,8 +21,9 @@ class Result_Delivery {
 
   static bool known_mode(int mode);
 
-  // Column keys (statement keys or engine names), before the first row.
-  bool names(std::vector<std::string> keys);
+  // Column keys (statement keys or engine names), before the first row;
+  // `keys` must outlive the delivery.
+  bool names(std::vector<std::string> const& keys);
   // Whether column `column` is delivered at all (mode and preview).
   bool wanted(int column) const { return static_cast<size_t>(column) < live_.size() && live_[column]; }
 
@@ -48,7 +49,8 @@ class Result_Delivery {
   Query_Result_Printer& printer_;
   int mode_;
   Query_Result_Handler* handler_;
-  std::vector<std::string> keys_;
+  std::vector<std::string> const* keys_;
+  std::vector<std::string> translated_;  // keys_ when the handler renamed any
   std::vector<int> codes_;
   std::vector<bool> live_;
   int row_;

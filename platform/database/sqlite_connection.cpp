@@ -157,9 +157,8 @@ bool SQLite_Connection::query(SQL const& sql, Query_Result_Printer& printer, int
   int columns = sqlite3_column_count(stmt);
   std::vector<std::string> keys;
   std::vector<std::string> const* given = sql.keys();
-  if (given && given->size() == static_cast<size_t>(columns)) {
-    keys = *given;
-  } else {
+  if (!given || given->size() != static_cast<size_t>(columns)) {
+    given = &keys;
     keys.reserve(columns);
     for (int c = 0; c < columns; ++c) {
       char const* name = sqlite3_column_name(stmt, c);
@@ -167,7 +166,7 @@ bool SQLite_Connection::query(SQL const& sql, Query_Result_Printer& printer, int
     }
   }
   Result_Delivery delivery(*this, printer, mode, handler);
-  if (!delivery.names(std::move(keys))) return fail("query " + delivery.stop_reason());
+  if (!delivery.names(*given)) return fail("query " + delivery.stop_reason());
 
   int row = 0;
   for (;;) {

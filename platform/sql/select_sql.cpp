@@ -1,6 +1,7 @@
 #include "platform/sql/select_sql.h"
 
 #include <cctype>
+#include <cstring>
 
 namespace {
 
@@ -143,10 +144,36 @@ Select_SQL& Select_SQL::inner_join(char const* table, char const* alias, std::st
   return *this;
 }
 
+namespace {
+// True when the list is names and dots only ("a,b.c,d"), the common case
+// that needs no parsing of brackets, quotes or AS.
+bool plain_list(char const* columns) {
+  for (char const* p = columns; *p; ++p) {
+    if (!is_name_char(*p) && *p != ',' && *p != '.') return false;
+  }
+  return true;
+}
+}  // namespace
+
 Select_SQL& Select_SQL::select(char const* columns) {
   columns_.clear();
   keys_.clear();
   if (!columns) return *this;
+  if (plain_list(columns)) {
+    for (char const* p = columns; *p;) {
+      char const* end = std::strchr(p, ',');
+      if (!end) end = p + std::strlen(p);
+      if (end > p) {
+        std::string expression(p, end);
+        std::string key = natural_name(expression);
+        if (key.empty()) key = expression;
+        columns_.emplace_back(std::move(expression), key);
+        keys_.push_back(std::move(key));
+      }
+      p = *end ? end + 1 : end;
+    }
+    return *this;
+  }
   for (auto const& item : split_columns(columns)) {
     if (item.empty()) continue;
     std::string expression, name;

@@ -123,6 +123,12 @@ Binding_Value const* SQL::binding(std::string const& name) const {
 }
 
 std::string SQL::text(Dialect dialect) const {
+  // SQLite reads ":name" itself: the built text is already the statement.
+  if (dialect == Dialect::SQLite) {
+    std::string out;
+    build(out, dialect);
+    return out;
+  }
   std::vector<std::string> names;
   return text(dialect, names);
 }

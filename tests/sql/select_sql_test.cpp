@@ -100,3 +100,13 @@ TEST(SelectSql, NullKeyTakesBareName) {
   sql.add_key("x.col", nullptr);
   EXPECT_EQ("col", sql.columns()[0].second);
 }
+
+TEST(SelectSql, SimpleNameListKeysAndText) {
+  Select_SQL sql("backup_set_storage", nullptr);
+  sql.select("pool_uuid,s.state,,size");
+  EXPECT_EQ((std::vector<std::string>{"pool_uuid", "state", "size"}), *sql.keys());
+  EXPECT_EQ("s.state", sql.columns()[1].first);
+  EXPECT_EQ("SELECT pool_uuid,s.state,size FROM backup_set_storage", sql.text(Dialect::SQLite));
+  sql.select("");
+  EXPECT_TRUE(sql.columns().empty());
+}

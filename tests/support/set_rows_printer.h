@@ -2,6 +2,7 @@
 #define TESTS_SUPPORT_SET_ROWS_PRINTER_H
 
 #include <cstring>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -18,10 +19,14 @@
 // nesting exactly as a printer would and keeps out of nested values itself.
 // A storage's "state" arrives as its array of names (the set handler's
 // translation) and is turned back into the bit set here.
+//
+// With `on_set` given, each set is handed over as soon as its row ends and
+// then dropped, so any number of rows can stream through.
 template <typename Set = Backup_Set>
 class Set_Rows_Printer : public database::sql::Query_Result_Printer {
  public:
   std::vector<Set> sets;
+  std::function<void(Set&)> on_set;
 
   bool start_map(int index, char const* key) override {
     ++depth_;
@@ -35,7 +40,12 @@ class Set_Rows_Printer : public database::sql::Query_Result_Printer {
   }
   bool end_map() override {
     --depth_;
-    return depth_ == 0 ? true : sets.back().end_map();
+    if (depth_ > 0) return sets.back().end_map();
+    if (on_set) {
+      on_set(sets.back());
+      sets.pop_back();
+    }
+    return true;
   }
   bool start_array(int index, char const* key) override {
     ++depth_;
