@@ -1,6 +1,7 @@
 #include "platform/sql/sql.h"
 
 #include <cstring>
+#include <unordered_map>
 
 namespace {
 
@@ -18,6 +19,7 @@ void scan_parameters(std::string const& in, Dialect dialect, std::string& out, s
   out.clear();
   out.reserve(in.size() + 8);
   names.clear();
+  std::unordered_map<std::string, size_t> numbers;
   size_t const n = in.size();
   size_t i = 0;
   while (i < n) {
@@ -70,9 +72,15 @@ void scan_parameters(std::string const& in, Dialect dialect, std::string& out, s
         size_t j = i + 1;
         while (j < n && is_name_char(in[j])) ++j;
         std::string name = in.substr(i, j - i);
-        size_t number = 0;
-        while (number < names.size() && names[number] != name) ++number;
-        if (number == names.size()) names.push_back(name);
+        size_t number;
+        auto seen = numbers.find(name);
+        if (seen != numbers.end()) {
+          number = seen->second;
+        } else {
+          number = names.size();
+          numbers.emplace(name, number);
+          names.push_back(name);
+        }
         if (dialect == Dialect::PostgreSQL) {
           out += '$';
           out += std::to_string(number + 1);
@@ -99,8 +107,20 @@ SQL::SQL(std::string const& text) : text_(text) {}
 
 SQL::~SQL() = default;
 
+size_t const kIndexFrom = 16;
+
 SQL& SQL::bind(std::string const& name, Binding_Value const& value) {
   std::string key = with_colon(name);
+  if (!index_.empty()) {
+    auto it = index_.find(key);
+    if (it != index_.end()) {
+      bindings_[it->second].second = value;
+      return *this;
+    }
+    index_.emplace(key, bindings_.size());
+    bindings_.emplace_back(std::move(key), value);
+    return *this;
+  }
   for (auto& b : bindings_) {
     if (b.first == key) {
       b.second = value;
@@ -108,6 +128,9 @@ SQL& SQL::bind(std::string const& name, Binding_Value const& value) {
     }
   }
   bindings_.emplace_back(std::move(key), value);
+  if (bindings_.size() > kIndexFrom) {
+    for (size_t i = 0; i < bindings_.size(); ++i) index_.emplace(bindings_[i].first, i);
+  }
   return *this;
 }
 
@@ -115,6 +138,10 @@ Binding_Value const* SQL::binding(std::string const& name) const {
   // Parameter names arrive with their colon from the scanner; compare
   // without building a new string on that path.
   bool colon = !name.empty() && name[0] == ':';
+  if (!index_.empty()) {
+    auto it = index_.find(colon ? name : with_colon(name));
+    return it == index_.end() ? nullptr : &bindings_[it->second].second;
+  }
   for (auto const& b : bindings_) {
     if (colon ? b.first == name : (b.first.size() == name.size() + 1 && b.first.compare(1, name.size(), name) == 0))
       return &b.second;

@@ -2,6 +2,7 @@
 #define PLATFORM_SQL_SQL_H
 
 #include <string>
+#include <unordered_map>
 #include <utility>
 #include <vector>
 
@@ -29,7 +30,10 @@ class BSET_API SQL {
   // The bound value of a name (with or without its colon), or null.
   Binding_Value const* binding(std::string const& name) const;
   Bindings const& bindings() const { return bindings_; }
-  void clear_bindings() { bindings_.clear(); }
+  void clear_bindings() {
+    bindings_.clear();
+    index_.clear();
+  }
 
   // The statement for one engine: SQLite keeps ":name"; PostgreSQL gets
   // "$1", "$2", ... numbered by first appearance (a name used twice keeps
@@ -52,6 +56,9 @@ class BSET_API SQL {
  private:
   std::string text_;
   Bindings bindings_;
+  // Name -> place in bindings_, kept once a statement has many parameters
+  // (multi-row INSERTs), so binding stays linear in their number.
+  std::unordered_map<std::string, size_t> index_;
 };
 
 #endif

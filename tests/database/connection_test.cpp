@@ -198,6 +198,22 @@ TEST_P(Connection_Test, ExecuteCountsAffectedRows) {
   EXPECT_EQ(4, affected);
 }
 
+TEST_P(Connection_Test, MultiRowInsertWithManyParameters) {
+  std::string text = "INSERT INTO t (id, s) VALUES ";
+  for (int i = 0; i < 400; ++i) text += (i ? "," : "") + std::string("(:i") + std::to_string(i) + ",:s" + std::to_string(i) + ")";
+  SQL sql(text);
+  for (int i = 0; i < 400; ++i) {
+    sql.bind(":i" + std::to_string(i), Binding_Value(static_cast<long long>(i)));
+    sql.bind(":s" + std::to_string(i), Binding_Value("row " + std::to_string(i)));
+  }
+  long long affected = 0;
+  ASSERT_TRUE(db().execute(sql, &affected)) << db().last_error();
+  EXPECT_EQ(400, affected);
+  json_spirit::Value v;
+  ASSERT_TRUE(db().query_value(SQL("SELECT s FROM t WHERE id=399"), v));
+  EXPECT_EQ("row 399", v.get_str());
+}
+
 TEST_P(Connection_Test, RollbackDiscardsAndCommitKeeps) {
   ASSERT_TRUE(db().begin()) << db().last_error();
   insert(1, Binding_Value(), Binding_Value(), Binding_Value());

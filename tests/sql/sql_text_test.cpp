@@ -84,3 +84,24 @@ TEST(WhereSql, NoConditionNoWhere) {
   Where_SQL sql("DELETE FROM t");
   EXPECT_EQ("DELETE FROM t", sql.text(Dialect::PostgreSQL));
 }
+
+TEST(SqlBind, ManyParametersKeepTheirValuesAndNumbers) {
+  std::string text = "INSERT INTO t(a) VALUES ";
+  for (int i = 0; i < 2000; ++i) text += (i ? ",(:a" : "(:a") + std::to_string(i) + ")";
+  SQL sql(text);
+  for (int i = 0; i < 2000; ++i) sql.bind(":a" + std::to_string(i), Binding_Value(static_cast<long long>(i)));
+  for (int i = 0; i < 2000; i += 2) sql.bind("a" + std::to_string(i), Binding_Value(static_cast<long long>(-i)));
+  ASSERT_EQ(2000u, sql.bindings().size());
+  EXPECT_EQ(-10, sql.binding(":a10")->integer());
+  EXPECT_EQ(11, sql.binding("a11")->integer());
+  EXPECT_EQ(nullptr, sql.binding(":a2000"));
+  std::vector<std::string> names;
+  std::string pg = sql.text(Dialect::PostgreSQL, names);
+  ASSERT_EQ(2000u, names.size());
+  EXPECT_EQ(":a1999", names.back());
+  EXPECT_NE(std::string::npos, pg.find(",($2000)"));
+  sql.clear_bindings();
+  EXPECT_EQ(nullptr, sql.binding(":a10"));
+  sql.bind(":a10", Binding_Value(1LL));
+  EXPECT_EQ(1, sql.binding(":a10")->integer());
+}
