@@ -1,12 +1,20 @@
 #include "server/catalog_store.h"
 
 #include <algorithm>
+#include <cerrno>
+#include <cstdlib>
 #include <map>
 
+#include "backup/backup_set/common/backup_piece.h"
+#include "backup/backup_set/common/backup_set.h"
+#include "backup/backup_set/common/backup_set_result_handler.h"
 #include "backup/backup_set/common/backup_set_state.h"
 #include "platform/database/pg_connection.h"
+#include "platform/database/printer_array_guard.h"
+#include "platform/database/query_result_value_printer.h"
 #include "platform/database/sqlite_connection.h"
 #include "platform/json/json_text.h"
+#include "platform/sql/select_sql.h"
 #include "platform/sql/sql.h"
 #include "platform/sql/uuid_binary.h"
 #include "schema/catalog_schema.h"
@@ -413,9 +421,135 @@ bool Catalog_Store::exists(std::string const& uuid, bool& found, Catalog_Error& 
   return true;
 }
 
+namespace {
+
+// The set handler's own value table plus the JSON columns a view shows that
+// the records do not read ("uname", "lsb" and "parents" as JSON, not text).
+Key2_Value_T<int> const* view_values() {
+  static std::vector<Key2_Value_T<int>> const table = [] {
+    std::vector<Key2_Value_T<int>> t;
+    for (auto const* row = Backup_Set_Result_Handler::DEFAULT_VALUES; row->key; ++row) t.push_back(*row);
+    t.push_back({"uname", database::sql::Query_Result_Handler::VT_JSON});
+    t.push_back({"lsb", database::sql::Query_Result_Handler::VT_JSON});
+    t.push_back({"parents", database::sql::Query_Result_Handler::VT_JSON});
+    t.push_back({nullptr, 0});
+    return t;
+  }();
+  return table.data();
+}
+
+// A view parameter: absent, null and "" all mean "not given".
+Value const* given(Object const& params, char const* key) {
+  Value const* v = find(params, key);
+  if (!v || v->is_null() || (v->type() == json_spirit::str_type && v->get_str().empty())) return nullptr;
+  return v;
+}
+
+bool uuid_param(Object const& params, char const* key, Binding_Value& out, bool& present, Catalog_Error& error) {
+  Value const* v = given(params, key);
+  present = v != nullptr;
+  if (!v) return true;
+  if (v->type() != json_spirit::str_type || !Set_Document_Validator::is_uuid(v->get_str()))
+    return invalid(error, std::string(key) + ": not a UUID");
+  out = uuid_binding(v->get_str());
+  return true;
+}
+
+// Row counts come as JSON integers (JSON-RPC) or as query text (REST).
+bool count_param(Object const& params, char const* key, long long& out, Catalog_Error& error) {
+  Value const* v = given(params, key);
+  if (!v) return true;
+  if (v->type() == json_spirit::int_type && !v->is_uint64()) {
+    out = v->get_int64();
+  } else if (v->type() == json_spirit::str_type) {
+    std::string const& t = v->get_str();
+    char* end = nullptr;
+    errno = 0;
+    out = std::strtoll(t.c_str(), &end, 10);
+    if (errno != 0 || !end || *end != 0) return invalid(error, std::string(key) + ": not an integer");
+  } else {
+    return invalid(error, std::string(key) + ": not an integer");
+  }
+  if (out < 0) return invalid(error, std::string(key) + ": negative");
+  return true;
+}
+
+bool known_params(Object const& params, std::vector<std::string> const& known, std::string const& view,
+                  Catalog_Error& error) {
+  for (auto const& p : params)
+    if (std::find(known.begin(), known.end(), p.first) == known.end())
+      return invalid(error, "param: unknown parameter '" + p.first + "' of view '" + view + "'");
+  return true;
+}
+
+}  // namespace
+
 bool Catalog_Store::select(std::string const& module, std::string const& view, Object const& params, Value& result,
                            Catalog_Error& error) {
-  (void)params;
-  (void)result;
-  return error.set(Catalog_Error::INVALID_PARAMS, "module: unknown module '" + module + "' (view '" + view + "')");
+  if (module != "backup_set") return invalid(error, "module: unknown module '" + module + "'");
+  bool sets = view == "sets";
+  if (!sets && view != "pieces") return invalid(error, "view: unknown view '" + view + "' of module 'backup_set'");
+
+  long long limit = -1, offset = -1;
+  Binding_Value uuid;
+  bool has_uuid = false;
+  if (!count_param(params, "limit", limit, error) || !count_param(params, "offset", offset, error) ||
+      !uuid_param(params, "uuid", uuid, has_uuid, error))
+    return false;
+
+  std::unique_ptr<Select_SQL> sql;
+  database::sql::Query_Result_Handler* handler;
+  if (sets) {
+    if (!known_params(params, {"uuid", "host_uuid", "resource_uuid", "name", "limit", "offset"}, view, error))
+      return false;
+    static Backup_Set_Result_Handler view_handler(nullptr, view_values(), nullptr, 0);
+    handler = &view_handler;
+    sql = std::make_unique<Select_SQL>("backup_set", "b");
+    Backup_Set::init_select_sql(*sql, "b");
+    sql->add_key("b.catalog_module", "catalog_module");
+    sql->add_key("b.parents", "parents");
+    // The set's raw UUID under "storages" makes the handler add its storages.
+    sql->add_key("b.uuid", "storages");
+    sql->where("b.status='complete'", false);
+    if (has_uuid) sql->where("b.uuid=:uuid", false).bind(":uuid", uuid);
+    for (char const* key : {"host_uuid", "resource_uuid"}) {
+      Binding_Value v;
+      bool present = false;
+      if (!uuid_param(params, key, v, present, error)) return false;
+      if (present) sql->where((std::string("b.") + key + "=:" + key).c_str(), false).bind(param(key), v);
+    }
+    if (Value const* name = given(params, "name")) {
+      if (name->type() != json_spirit::str_type) return invalid(error, "name: not a string");
+      sql->where("b.name=:name", false).bind(":name", Binding_Value(name->get_str()));
+    }
+    sql->order_by("b.backup_start_time", true).order_by("b.uuid");
+  } else {
+    if (!known_params(params, {"uuid", "limit", "offset"}, view, error)) return false;
+    if (!has_uuid) return invalid(error, "uuid: missing");
+    handler = Backup_Piece::result_handler();
+    sql = std::make_unique<Select_SQL>("backup_piece", "p");
+    Backup_Piece::init_select_sql(*sql, "p");
+    // Pieces of a staged set are not shown, like the set itself.
+    sql->inner_join("backup_set", "b", "b.uuid=p.set_uuid");
+    sql->where("b.status='complete'", false);
+    sql->where("p.set_uuid=:uuid", false).bind(":uuid", uuid);
+    sql->order_by("p.id");
+  }
+  if (limit >= 0) sql->limit(limit);
+  if (offset >= 0) sql->offset(offset);
+
+  std::string why;
+  Lease c(*this, why);
+  if (!c) return error.set(Catalog_Error::STORAGE_FAILED, why);
+  database::sql::Query_Result_Value_Printer printer;
+  bool ok;
+  {
+    database::sql::Printer_Array_Guard rows(printer, 0, "");
+    ok = c->query(*sql, printer, database::sql::Connection::QM_ROWS, handler, 0);
+  }
+  if (!ok) return error.set(Catalog_Error::STORAGE_FAILED, c->last_error());
+  Object o;
+  o["rows"] = printer.take();
+  result = Value(std::move(o));
+  return true;
 }

@@ -15,7 +15,10 @@ struct Server_Options {
   int threads = 8;
   bool queue_commits = false;
   int queue_delay_ms = 300;
-  int keep_alive_timeout = 30;   // seconds an idle kept-alive connection is held
+  // Seconds an idle kept-alive connection is held. Stopping waits for idle
+  // connections to reach it, so it is kept short; back-to-back requests of
+  // an agent reuse their connection well within it.
+  int keep_alive_timeout = 5;
   int keep_alive_max = 100000;   // requests served on one connection
 
   // Parses the command line into `out`. Returns -1 when the server should run;

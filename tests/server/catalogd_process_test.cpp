@@ -114,6 +114,15 @@ TEST_P(CatalogdProcessTest, PrintsItsPortLogsItsStartAndStopsCleanlyOnSigterm) {
   EXPECT_NE(std::string::npos, log.find("catalogd stopped.")) << log;
 }
 
+TEST_P(CatalogdProcessTest, SigtermWithAnIdleKeptAliveConnectionStopsWithinTheKeepAliveTimeout) {
+  ASSERT_TRUE(start({"--keep-alive-timeout", "2"}));
+  client_->set_keep_alive(true);
+  EXPECT_EQ(404, exists(kSet));  // leaves the connection open and idle
+  auto started = std::chrono::steady_clock::now();
+  EXPECT_EQ(0, process_.stop());
+  EXPECT_LT(std::chrono::steady_clock::now() - started, std::chrono::seconds(5));
+}
+
 TEST_P(CatalogdProcessTest, SigtermStoresTheCommitsStillQueued) {
   ASSERT_TRUE(start({"--queue-commits", "--queue-delay-ms", "600000"}));
   auto res = client_->Post("/d2/r/v2/sets", set_doc(kSet, 5), "application/json");
