@@ -5,10 +5,10 @@
 #include <ace/Log_Msg.h>
 
 #include "backup/backup_set/common/backup_piece_result_handler.h"
+#include "backup/backup_set/common/catalog_columns.h"
+#include "backup/backup_set/common/column_intake.h"
 #include "platform/json/yajl_gen.h"
 #include "platform/json/yajl_map_guard.h"
-#include "platform/sql/select_sql.h"
-#include "platform/sql/string_template.h"
 
 namespace {
 
@@ -37,62 +37,41 @@ bool Backup_Piece::generate(yajl_gen_t* gen) {
   return true;
 }
 
+namespace {
+
+using Text_Column = Column_Intake::Column<Backup_Piece, std::string>;
+using Int_Column = Column_Intake::Column<Backup_Piece, long long>;
+using Object_Column = Column_Intake::Column<Backup_Piece, json_spirit::Object>;
+
+Text_Column const TEXT_COLUMNS[] = {{"path", &Backup_Piece::path}, {"object", &Backup_Piece::object}};
+Int_Column const INT_COLUMNS[] = {{"size", &Backup_Piece::size}};
+Object_Column const OBJECT_COLUMNS[] = {{"extended_attrs", &Backup_Piece::extended_attrs}};
+
+// "id" and "set_uuid" are selected though the piece keeps neither.
+char const* const SELECT_COLUMNS[] = {"id", "set_uuid", "path", "object", "size", "extended_attrs"};
+
+}  // namespace
+
 bool Backup_Piece::print_cstr(int, char const* key, char const* value, unsigned long long length) {
-  if (!key || !*key) {
-    ACE_ERROR((LM_EMERGENCY, "Unexpected error in %N:%l, key is NULL or \"\":\n%?\n"));
-    return false;
-  }
-  if (!tokens().empty()) return true;
-  std::string* field = nullptr;
-  if (strcmp(key, "path") == 0)
-    field = &path;
-  else if (strcmp(key, "object") == 0)
-    field = &object;
-  if (field) {
-    if (value)
-      field->assign(value, static_cast<size_t>(length));
-    else
-      field->clear();
-  }
+  if (!Column_Intake::accept(*this, key)) return Column_Intake::refused(key);
+  Column_Intake::text(*this, TEXT_COLUMNS, key, value, length);
   return true;
 }
 
 bool Backup_Piece::print_int(int, char const* key, long long value) {
-  if (!key || !*key) {
-    ACE_ERROR((LM_EMERGENCY, "Unexpected error in %N:%l, key is NULL or \"\":\n%?\n"));
-    return false;
-  }
-  if (!tokens().empty()) return true;
-  if (strcmp(key, "size") == 0) size = value;
+  if (!Column_Intake::accept(*this, key)) return Column_Intake::refused(key);
+  Column_Intake::integer(*this, INT_COLUMNS, key, value);
   return true;
 }
 
 bool Backup_Piece::print_json(int, char const* key, json_spirit::Value const& value) {
-  if (!key || !*key) {
-    ACE_ERROR((LM_EMERGENCY, "Unexpected error in %N:%l, key is NULL or \"\":\n%?\n"));
-    return false;
-  }
-  if (!tokens().empty()) return true;
-  if (strcmp(key, "extended_attrs") == 0 && value.type() == json_spirit::obj_type) extended_attrs = value.get_obj();
+  if (!Column_Intake::accept(*this, key)) return Column_Intake::refused(key);
+  Column_Intake::object(*this, OBJECT_COLUMNS, key, value);
   return true;
 }
 
-// Catalogue reading: the columns of table "backup_piece" under the caller's
-// alias; "id" and "set_uuid" are selected though the piece keeps neither.
-namespace {
-char const* const SELECT_COLUMNS[] = {"id", "set_uuid", "path", "object", "size", "extended_attrs"};
-}  // namespace
-
 void Backup_Piece::init_select_sql(Select_SQL& sql, char const* alias) {
-  String_Template column("", "{{", "}}", 0);
-  column("b", alias);
-  sql.table("backup_piece", alias);
-  std::string expression;
-  for (char const* name : SELECT_COLUMNS) {
-    column(std::string("{{b}}.") + name);
-    column.str(expression);
-    sql.add_key(expression, name);
-  }
+  Catalog_Columns::select(sql, "backup_piece", alias, SELECT_COLUMNS);
 }
 
 Backup_Piece_Result_Handler Backup_Piece::result_handler_;

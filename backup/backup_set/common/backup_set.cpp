@@ -5,10 +5,10 @@
 #include <ace/Log_Msg.h>
 
 #include "backup/backup_set/common/backup_set_result_handler.h"
+#include "backup/backup_set/common/catalog_columns.h"
+#include "backup/backup_set/common/column_intake.h"
 #include "platform/json/yajl_array_guard.h"
 #include "platform/json/yajl_map_guard.h"
-#include "platform/sql/select_sql.h"
-#include "platform/sql/string_template.h"
 #include "platform/time/iso8601.h"
 
 namespace {
@@ -20,13 +20,11 @@ inline YAJL_Gen::Str key(char const (&text)[N]) {
 
 char const TIME_FORMAT[] = "%Y-%m-%d %H:%M:%S";
 
-// Which field each text column fills.
-struct String_Column {
-  char const* key;
-  std::string Backup_Set::*field;
-};
+using Text_Column = Column_Intake::Column<Backup_Set, std::string>;
+using Int_Column = Column_Intake::Column<Backup_Set, long long>;
+using Object_Column = Column_Intake::Column<Backup_Set, json_spirit::Object>;
 
-String_Column const STRING_COLUMNS[] = {
+Text_Column const TEXT_COLUMNS[] = {
     {"uuid", &Backup_Set::uuid},
     {"name", &Backup_Set::name},
     {"definition_uuid", &Backup_Set::definition_uuid},
@@ -45,29 +43,19 @@ String_Column const STRING_COLUMNS[] = {
     {"instance_version", &Backup_Set::instance_version},
 };
 
-// Integer columns, and the time columns that arrive as text.
-struct Number_Column {
-  char const* key;
-  long long Backup_Set::*field;
-};
-
-Number_Column const TIME_COLUMNS[] = {
+// Times arrive as text.
+Int_Column const TIME_COLUMNS[] = {
     {"first_time", &Backup_Set::first_time},
     {"last_time", &Backup_Set::last_time},
     {"backup_start_time", &Backup_Set::backup_start_time},
     {"backup_end_time", &Backup_Set::backup_end_time},
 };
 
-Number_Column const INT_COLUMNS[] = {
+Int_Column const INT_COLUMNS[] = {
     {"source_size", &Backup_Set::source_size},
     {"size", &Backup_Set::size},
     {"first_scn", &Backup_Set::first_scn},
     {"last_scn", &Backup_Set::last_scn},
-};
-
-struct Object_Column {
-  char const* key;
-  json_spirit::Object Backup_Set::*field;
 };
 
 Object_Column const OBJECT_COLUMNS[] = {
@@ -76,13 +64,6 @@ Object_Column const OBJECT_COLUMNS[] = {
     {"uname", &Backup_Set::uname},
     {"lsb", &Backup_Set::lsb},
 };
-
-template <typename Column, size_t N>
-Column const* find_column(Column const (&columns)[N], char const* key) {
-  for (Column const& column : columns)
-    if (strcmp(column.key, key) == 0) return &column;
-  return nullptr;
-}
 
 void write_time(YAJL_Gen& g, long long seconds) { g << POSIX_Time_To_ISO8601(seconds, TIME_FORMAT); }
 
@@ -210,48 +191,26 @@ void Backup_Set::add_storage(std::string const& pool_uuid, long long size,
 }
 
 bool Backup_Set::print_cstr(int, char const* key, char const* value, unsigned long long length) {
-  if (!key || !*key) {
-    ACE_ERROR((LM_EMERGENCY, "Unexpected error in %N:%l, key is NULL or \"\":\n%?\n"));
-    return false;
-  }
-  if (!tokens().empty()) return true;
-  if (String_Column const* column = find_column(STRING_COLUMNS, key)) {
-    std::string& field = this->*column->field;
-    if (value)
-      field.assign(value, static_cast<size_t>(length));
-    else
-      field.clear();
-  } else if (Number_Column const* time = find_column(TIME_COLUMNS, key)) {
-    // The parser leaves the field alone when the text is not a time.
-    std::string const text = value ? std::string(value, static_cast<size_t>(length)) : std::string();
-    iso8601_to_posix_time(text.c_str(), this->*time->field);
-  }
+  if (!Column_Intake::accept(*this, key)) return Column_Intake::refused(key);
+  if (!Column_Intake::text(*this, TEXT_COLUMNS, key, value, length))
+    Column_Intake::time(*this, TIME_COLUMNS, key, value, length);
   return true;
 }
 
 bool Backup_Set::print_int(int, char const* key, long long value) {
-  if (!key || !*key) {
-    ACE_ERROR((LM_EMERGENCY, "Unexpected error in %N:%l, key is NULL or \"\":\n%?\n"));
-    return false;
-  }
-  if (!tokens().empty()) return true;
-  if (Number_Column const* column = find_column(INT_COLUMNS, key)) this->*column->field = value;
+  if (!Column_Intake::accept(*this, key)) return Column_Intake::refused(key);
+  Column_Intake::integer(*this, INT_COLUMNS, key, value);
   return true;
 }
 
 bool Backup_Set::print_json(int, char const* key, json_spirit::Value const& value) {
-  if (!key || !*key) {
-    ACE_ERROR((LM_EMERGENCY, "Unexpected error in %N:%l, key is NULL or \"\":\n%?\n"));
-    return false;
-  }
-  if (!tokens().empty()) return true;
-  if (value.type() != json_spirit::obj_type) return true;
-  if (Object_Column const* column = find_column(OBJECT_COLUMNS, key)) this->*column->field = value.get_obj();
+  if (!Column_Intake::accept(*this, key)) return Column_Intake::refused(key);
+  Column_Intake::object(*this, OBJECT_COLUMNS, key, value);
   return true;
 }
 
-// Catalogue reading: the columns of table "backup_set" under the caller's
-// alias, each delivered under its bare column name.
+// Catalogue reading: the columns of table "backup_set"; "parents", "storages"
+// and "pieces" are not columns of it.
 namespace {
 char const* const SELECT_COLUMNS[] = {
     "uuid",          "name",           "job_instance_uuid", "definition_uuid",   "uid",
@@ -263,15 +222,7 @@ char const* const SELECT_COLUMNS[] = {
 }  // namespace
 
 void Backup_Set::init_select_sql(Select_SQL& sql, char const* alias) {
-  String_Template column("", "{{", "}}", 0);
-  column("b", alias);
-  sql.table("backup_set", alias);
-  std::string expression;
-  for (char const* name : SELECT_COLUMNS) {
-    column(std::string("{{b}}.") + name);
-    column.str(expression);
-    sql.add_key(expression, name);
-  }
+  Catalog_Columns::select(sql, "backup_set", alias, SELECT_COLUMNS);
 }
 
 Backup_Set_Result_Handler Backup_Set::result_handler_(nullptr, nullptr, nullptr, 0);

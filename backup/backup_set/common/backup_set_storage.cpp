@@ -5,11 +5,11 @@
 #include <ace/Log_Msg.h>
 
 #include "backup/backup_set/common/backup_set_storage_result_handler.h"
+#include "backup/backup_set/common/catalog_columns.h"
+#include "backup/backup_set/common/column_intake.h"
 #include "platform/json/yajl_array_guard.h"
 #include "platform/json/yajl_gen.h"
 #include "platform/json/yajl_map_guard.h"
-#include "platform/sql/select_sql.h"
-#include "platform/sql/string_template.h"
 
 namespace {
 
@@ -47,68 +47,47 @@ bool Backup_Set_Storage::generate(yajl_gen_t* gen) {
   return true;
 }
 
+namespace {
+
+using Text_Column = Column_Intake::Column<Backup_Set_Storage, std::string>;
+using Int_Column = Column_Intake::Column<Backup_Set_Storage, long long>;
+using State_Column = Column_Intake::Column<Backup_Set_Storage, Backup_Set_State>;
+using Object_Column = Column_Intake::Column<Backup_Set_Storage, json_spirit::Object>;
+
+Text_Column const TEXT_COLUMNS[] = {{"set_uuid", &Backup_Set_Storage::set_uuid},
+                                    {"pool_uuid", &Backup_Set_Storage::pool_uuid},
+                                    {"upstream_pool_uuid", &Backup_Set_Storage::upstream_pool_uuid}};
+Int_Column const INT_COLUMNS[] = {{"size", &Backup_Set_Storage::size}};
+// The integer becomes the bit set as it stands.
+State_Column const STATE_COLUMNS[] = {{"state", &Backup_Set_Storage::state}};
+Object_Column const OBJECT_COLUMNS[] = {{"extended_attrs", &Backup_Set_Storage::extended_attrs}};
+
+// "id" is selected though the record keeps none.
+char const* const SELECT_COLUMNS[] = {"id",    "set_uuid",           "pool_uuid",     "size",
+                                      "state", "upstream_pool_uuid", "extended_attrs"};
+
+}  // namespace
+
 bool Backup_Set_Storage::print_cstr(int, char const* key, char const* value, unsigned long long length) {
-  if (!key || !*key) {
-    ACE_ERROR((LM_EMERGENCY, "Unexpected error in %N:%l, key is NULL or \"\":\n%?\n"));
-    return false;
-  }
-  if (!tokens().empty()) return true;
-  std::string* field = nullptr;
-  if (strcmp(key, "set_uuid") == 0)
-    field = &set_uuid;
-  else if (strcmp(key, "pool_uuid") == 0)
-    field = &pool_uuid;
-  else if (strcmp(key, "upstream_pool_uuid") == 0)
-    field = &upstream_pool_uuid;
-  if (field) {
-    if (value)
-      field->assign(value, static_cast<size_t>(length));
-    else
-      field->clear();
-  }
+  if (!Column_Intake::accept(*this, key)) return Column_Intake::refused(key);
+  Column_Intake::text(*this, TEXT_COLUMNS, key, value, length);
   return true;
 }
 
 bool Backup_Set_Storage::print_int(int, char const* key, long long value) {
-  if (!key || !*key) {
-    ACE_ERROR((LM_EMERGENCY, "Unexpected error in %N:%l, key is NULL or \"\":\n%?\n"));
-    return false;
-  }
-  if (!tokens().empty()) return true;
-  if (strcmp(key, "size") == 0)
-    size = value;
-  else if (strcmp(key, "state") == 0)
-    state = Backup_Set_State(static_cast<unsigned long long>(value));
+  if (!Column_Intake::accept(*this, key)) return Column_Intake::refused(key);
+  if (!Column_Intake::integer(*this, INT_COLUMNS, key, value)) Column_Intake::integer(*this, STATE_COLUMNS, key, value);
   return true;
 }
 
 bool Backup_Set_Storage::print_json(int, char const* key, json_spirit::Value const& value) {
-  if (!key || !*key) {
-    ACE_ERROR((LM_EMERGENCY, "Unexpected error in %N:%l, key is NULL or \"\":\n%?\n"));
-    return false;
-  }
-  if (!tokens().empty()) return true;
-  if (strcmp(key, "extended_attrs") == 0 && value.type() == json_spirit::obj_type) extended_attrs = value.get_obj();
+  if (!Column_Intake::accept(*this, key)) return Column_Intake::refused(key);
+  Column_Intake::object(*this, OBJECT_COLUMNS, key, value);
   return true;
 }
 
-// Catalogue reading: the columns of table "backup_set_storage" under the
-// caller's alias; "id" is selected though the record keeps none.
-namespace {
-char const* const SELECT_COLUMNS[] = {"id", "set_uuid", "pool_uuid", "size", "state", "upstream_pool_uuid",
-                                      "extended_attrs"};
-}  // namespace
-
 void Backup_Set_Storage::init_select_sql(Select_SQL& sql, char const* alias) {
-  String_Template column("", "{{", "}}", 0);
-  column("b", alias);
-  sql.table("backup_set_storage", alias);
-  std::string expression;
-  for (char const* name : SELECT_COLUMNS) {
-    column(std::string("{{b}}.") + name);
-    column.str(expression);
-    sql.add_key(expression, name);
-  }
+  Catalog_Columns::select(sql, "backup_set_storage", alias, SELECT_COLUMNS);
 }
 
 Backup_Set_Storage_Result_Handler Backup_Set_Storage::result_handler_;
