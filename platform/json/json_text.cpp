@@ -1,6 +1,7 @@
 #include "platform/json/json_text.h"
 
 #include <cerrno>
+#include <charconv>
 #include <climits>
 #include <cstdio>
 #include <cstdlib>
@@ -20,11 +21,13 @@ yajl_gen_status gen_string(yajl_gen gen, std::string const& s) {
   return yajl_gen_string(gen, reinterpret_cast<unsigned char const*>(s.data()), s.size());
 }
 
-yajl_gen_status gen_uint64(yajl_gen gen, unsigned long long u) {
-  if (u <= static_cast<unsigned long long>(LLONG_MAX)) return yajl_gen_integer(gen, static_cast<long long>(u));
-  char buf[32];
-  int n = snprintf(buf, sizeof buf, "%llu", u);
-  return yajl_gen_number(gen, buf, static_cast<size_t>(n));
+// yajl_gen_integer formats with printf; to_chars is much faster and gives
+// the same digits.
+template <typename Integer>
+yajl_gen_status gen_integer(yajl_gen gen, Integer i) {
+  char buf[24];
+  char* end = std::to_chars(buf, buf + sizeof buf, i).ptr;
+  return yajl_gen_number(gen, buf, static_cast<size_t>(end - buf));
 }
 
 // Builds a Value from yajl's callbacks. Numbers come in as text so that the
@@ -145,8 +148,8 @@ yajl_gen_status yajl_gen_value(yajl_gen gen, Value const& value) {
     case json_spirit::null_type: return yajl_gen_null(gen);
     case json_spirit::bool_type: return yajl_gen_bool(gen, value.get_bool() ? 1 : 0);
     case json_spirit::int_type:
-      if (value.is_uint64()) return gen_uint64(gen, value.get_uint64());
-      return yajl_gen_integer(gen, value.get_int64());
+      if (value.is_uint64()) return gen_integer(gen, value.get_uint64());
+      return gen_integer(gen, value.get_int64());
     case json_spirit::real_type: return yajl_gen_double(gen, value.get_real());
     case json_spirit::str_type: return gen_string(gen, value.get_str());
     case json_spirit::secure_str_type: return gen_string(gen, value.get_secure_str().str());

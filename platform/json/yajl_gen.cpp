@@ -1,18 +1,12 @@
 #include "platform/json/yajl_gen.h"
 
-#include <climits>
-#include <cstdio>
 
 #include "platform/json/json_text.h"
 
 YAJL_Gen& YAJL_Gen::operator<<(unsigned long long i) {
-  if (i <= static_cast<unsigned long long>(LLONG_MAX)) {
-    yajl_gen_integer(gen_, static_cast<long long>(i));
-  } else {
-    char buf[32];
-    int n = snprintf(buf, sizeof buf, "%llu", i);
-    yajl_gen_number(gen_, buf, static_cast<size_t>(n));
-  }
+  char buf[24];
+  char* end = std::to_chars(buf, buf + sizeof buf, i).ptr;
+  yajl_gen_number(gen_, buf, static_cast<size_t>(end - buf));
   return *this;
 }
 

@@ -1,6 +1,7 @@
 #ifndef PLATFORM_JSON_YAJL_GEN_H
 #define PLATFORM_JSON_YAJL_GEN_H
 
+#include <charconv>
 #include <cstring>
 #include <string>
 
@@ -35,16 +36,14 @@ class BSET_API YAJL_Gen {
   }
   YAJL_Gen& operator<<(std::string const& s) { return *this << Str(s.data(), s.size()); }
   YAJL_Gen& operator<<(char const* s) { return s ? *this << Str(s, strlen(s)) : *this << Str("", 0); }
-  YAJL_Gen& operator<<(int i) {
-    yajl_gen_integer(gen_, i);
-    return *this;
-  }
-  YAJL_Gen& operator<<(unsigned int i) {
-    yajl_gen_integer(gen_, static_cast<long long>(i));
-    return *this;
-  }
+  YAJL_Gen& operator<<(int i) { return *this << static_cast<long long>(i); }
+  YAJL_Gen& operator<<(unsigned int i) { return *this << static_cast<long long>(i); }
   YAJL_Gen& operator<<(long long i) {
-    yajl_gen_integer(gen_, i);
+    // yajl formats integers with printf; to_chars writes the same digits
+    // several times faster, and yajl_gen_number still places the separators.
+    char buf[24];
+    char* end = std::to_chars(buf, buf + sizeof buf, i).ptr;
+    yajl_gen_number(gen_, buf, static_cast<size_t>(end - buf));
     return *this;
   }
   YAJL_Gen& operator<<(long i) { return *this << static_cast<long long>(i); }
