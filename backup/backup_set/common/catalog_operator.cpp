@@ -47,17 +47,19 @@ void Catalog_Operator::init(int retries, int retry_timeout) {
   this->retry_timeout = retry_timeout;
 }
 
-bool Catalog_Operator::global_json_rpc_request(char const* method, Value const& params, Value& result) const {
-  if (!method || !*method) {
-    ACE_ERROR((LM_EMERGENCY, "Unexpected error in %N:%l, method is NULL or \"\":\n%?\n"));
-    return false;
-  }
-  JSON_RPC_Object_Ptr request;
-  if (!JSON_RPC_Session(Global_JSON_RPC_Channel::Ptr()).make_rpc_request(method, params, request)) {
-    ACE_ERROR((LM_ERROR, "Failed to make rpc request for '%s'.\n", method));
-    return false;
-  }
+namespace {
 
+// The one retry loop of both request forms; they differ only in what one
+// attempt sends and in the words of their error lines.
+struct Rpc_Messages {
+  char const* error;    // error answer
+  char const* invalid;  // answer of another kind
+  char const* given_up;
+};
+
+template <typename Send>
+bool rpc_request_loop(char const* method, int retries, int retry_timeout, Rpc_Messages const& messages,
+                      Send const& send, Value& result) {
   int n = 1;
   Exponential_Backoff_Iterator it = backoff(), end;
   for (;;) {
@@ -68,8 +70,7 @@ bool Catalog_Operator::global_json_rpc_request(char const* method, Value const& 
       Global_JSON_RPC_Channel::Ptr channel = Global_JSON_RPC_Channel::instance();
       if (channel.get()) {
         JSON_RPC_Session session(channel);
-        JSON_RPC_Object_Ptr sent(request);
-        answered = session.request(sent, response, RPC_TIMEOUT);
+        answered = send(session, response);
       }
     }
     if (answered) {
@@ -78,17 +79,24 @@ bool Catalog_Operator::global_json_rpc_request(char const* method, Value const& 
           result = response->result();
           return true;
         case JSON_RPC_Object::JSON_RPC_ERROR:
-          ACE_ERROR((LM_ERROR, "JSON-RPC '%s' response error, code: %d, msg: %s.\n", method, response->error_code(),
-                     response->error_message().c_str()));
+          if (messages.error == nullptr)
+            ACE_ERROR((LM_ERROR, "JSON-RPC '%s' response error, code: %d, msg: %s.\n", method,
+                       response->error_code(), response->error_message().c_str()));
+          else
+            ACE_ERROR((LM_ERROR, messages.error, response->error_code(), response->error_message().c_str()));
           return false;
         default:
-          ACE_ERROR((LM_ERROR, "Invalid JSON-RPC response type '%d' of '%s'.\n", response->kind(), method));
+          ACE_ERROR((LM_ERROR, "Invalid JSON-RPC response type '%d' of '%s'.\n", response->kind(),
+                     messages.invalid ? messages.invalid : method));
           return false;
       }
     }
     if ((retries != -1 && retries < n) ||
         (retry_timeout != -1 && it.cumulation() >= static_cast<unsigned>(retry_timeout)) || !(it != end)) {
-      ACE_ERROR((LM_ERROR, "JSON-RPC '%s' failed after %d retries.\n", method, retries));
+      if (messages.given_up == nullptr)
+        ACE_ERROR((LM_ERROR, "JSON-RPC '%s' failed after %d retries.\n", method, retries));
+      else
+        ACE_ERROR((LM_ERROR, messages.given_up));
       return false;
     }
     unsigned delay = *it;
@@ -99,50 +107,41 @@ bool Catalog_Operator::global_json_rpc_request(char const* method, Value const& 
   }
 }
 
+// The document form names its method in every line.
+Rpc_Messages const VALUE_MESSAGES = {nullptr, nullptr, nullptr};
+// The set form speaks of the commit whatever the method: its lines are
+// shared by commit, update, initialize and complete.
+Rpc_Messages const SET_MESSAGES = {"Commit catalog error[%d: %s].\n", "backup_set.commit",
+                                   "Failed to commit catalog to backup server\n"};
+
+}  // namespace
+
+bool Catalog_Operator::global_json_rpc_request(char const* method, Value const& params, Value& result) const {
+  if (!method || !*method) {
+    ACE_ERROR((LM_EMERGENCY, "Unexpected error in %N:%l, method is NULL or \"\":\n%?\n"));
+    return false;
+  }
+  JSON_RPC_Object_Ptr request;
+  if (!JSON_RPC_Session(Global_JSON_RPC_Channel::Ptr()).make_rpc_request(method, params, request)) {
+    ACE_ERROR((LM_ERROR, "Failed to make rpc request for '%s'.\n", method));
+    return false;
+  }
+  auto send = [&request](JSON_RPC_Session& session, JSON_RPC_Object_Ptr& response) {
+    JSON_RPC_Object_Ptr sent(request);
+    return session.request(sent, response, RPC_TIMEOUT);
+  };
+  return rpc_request_loop(method, retries, retry_timeout, VALUE_MESSAGES, send, result);
+}
+
 bool Catalog_Operator::global_json_rpc_request(char const* method, Backup_Set& set, Value& result) const {
   if (!method || !*method) {
     ACE_ERROR((LM_EMERGENCY, "Unexpected error in %N:%l, method is NULL or \"\":\n%?\n"));
     return false;
   }
-
-  int n = 1;
-  Exponential_Backoff_Iterator it = backoff(), end;
-  for (;;) {
-    JSON_RPC_Object_Ptr response;
-    bool answered = false;
-    {
-      Global_JSON_RPC_Channel::Ptr channel = Global_JSON_RPC_Channel::instance();
-      if (channel.get()) {
-        JSON_RPC_Session session(channel);
-        answered = session.request(method, &set, response, RPC_TIMEOUT);
-      }
-    }
-    if (answered) {
-      switch (response->kind()) {
-        case JSON_RPC_Object::JSON_RPC_RESULT:
-          result = response->result();
-          return true;
-        case JSON_RPC_Object::JSON_RPC_ERROR:
-          ACE_ERROR((LM_ERROR, "Commit catalog error[%d: %s].\n", response->error_code(),
-                     response->error_message().c_str()));
-          return false;
-        default:
-          // Named as the commit whatever the method: the message is shared.
-          ACE_ERROR((LM_ERROR, "Invalid JSON-RPC response type '%d' of '%s'.\n", response->kind(), "backup_set.commit"));
-          return false;
-      }
-    }
-    if ((retries != -1 && retries < n) ||
-        (retry_timeout != -1 && it.cumulation() >= static_cast<unsigned>(retry_timeout)) || !(it != end)) {
-      ACE_ERROR((LM_ERROR, "Failed to commit catalog to backup server\n"));
-      return false;
-    }
-    unsigned delay = *it;
-    ACE_DEBUG((LM_INFO, "Retry(%d) %N:%l at %u second(s) later.\n", n, delay));
-    retry_sleep(delay);
-    ++n;
-    ++it;
-  }
+  auto send = [method, &set](JSON_RPC_Session& session, JSON_RPC_Object_Ptr& response) {
+    return session.request(method, &set, response, RPC_TIMEOUT);
+  };
+  return rpc_request_loop(method, retries, retry_timeout, SET_MESSAGES, send, result);
 }
 
 bool Catalog_Operator::check_request_result(Value const& result) const {
