@@ -1,7 +1,10 @@
 // Builds a few backup sets the way agents do, prints the document each one
 // sends to the catalogue, and shows which pool a restore would read it from.
 
+#include <stdlib.h>
+
 #include <cstdio>
+#include <filesystem>
 #include <string>
 #include <vector>
 
@@ -11,8 +14,13 @@
 #include "backup/backup_set/common/backup_set_storage_selector.h"
 #include "backup/backup_set/common/library_version.h"
 #include "backup/backup_set/common/resource_type.h"
+#include "backup/backup_set/common/catalog_operator.h"
+#include "backup/backup_set/common/restful_catalog_operator.h"
 #include "platform/json/json_text.h"
 #include "platform/json/object_lookup.h"
+#include "platform/rest/upstream_json_restful_client.h"
+#include "platform/rpc/global_json_rpc_channel.h"
+#include "server/catalog_server.h"
 
 namespace {
 
@@ -64,6 +72,98 @@ void fill_host(Backup_Set& set, char const* host) {
   set.uname["machine"] = json_spirit::Value("x86_64");
   set.lsb["DISTRIB_ID"] = json_spirit::Value("Debian");
   set.lsb["DISTRIB_RELEASE"] = json_spirit::Value("12");
+}
+
+// One view row as a line: what the catalogue now says about the set.
+void print_row(json_spirit::Value const& row, Catalog_Operator const& op) {
+  json_spirit::Object const& o = row.get_obj();
+  auto text = [&o](char const* key) {
+    json_spirit::Value const* v = json_spirit::object_find(o, key, json_spirit::str_type);
+    return v ? v->get_str() : std::string("-");
+  };
+  printf("   %s  %-8s %-32s started %s\n", text("uuid").c_str(), text("catalog_module").c_str(), text("name").c_str(),
+         text("backup_start_time").c_str());
+  if (json_spirit::Value const* storages = json_spirit::object_find(o, "storages", json_spirit::array_type)) {
+    for (json_spirit::Value const& s : storages->get_array())
+      printf("      storage in pool %s: %s\n", s.get_obj().at("pool_uuid").get_str().c_str(),
+             JSON_Dump(s.get_obj().at("state")).c_str());
+    Backup_Set_Storage_Selector selector(storages->get_array(), Backup_Set_Storage_Selector::MODE_SOURCE_POOL);
+    printf("      restore reads from pool: %s\n",
+           selector.pool_uuid().empty() ? "(none qualifies)" : selector.pool_uuid().c_str());
+  }
+  json_spirit::Value pieces;
+  if (op.get_view("backup_set", "pieces", {{"uuid", json_spirit::Value(text("uuid"))}}, pieces))
+    printf("      %zu pieces in the catalogue\n", pieces.get_obj().at("rows").get_array().size());
+}
+
+// The sets go to a catalogue service of our own, through both operators
+// (and the staged way for one of them), and come back through a view.
+int catalogue_round_trip(Backup_Set& files, Backup_Set& database, Backup_Set& archive) {
+  char dir_template[] = "/tmp/bset-demo-XXXXXX";
+  char* dir = mkdtemp(dir_template);
+  if (!dir) {
+    printf("could not make a directory for the catalogue\n");
+    return 1;
+  }
+  Server_Options options;
+  options.port = 0;
+  options.db = std::string(dir) + "/catalog.db";
+  Catalog_Server server(options);
+  std::string error;
+  if (!server.start(error)) {
+    printf("catalogd could not start: %s\n", error.c_str());
+    return 1;
+  }
+  printf("== catalogd on %s, SQLite catalogue %s\n", server.address().c_str(), options.db.c_str());
+  std::string base = "http://" + server.address();
+  Global_JSON_RPC_Channel::open((base + "/rpc").c_str());
+  Upstream_JSON_RESTful_Client::configure("127.0.0.1", static_cast<unsigned short>(server.port()), false, nullptr);
+
+  Catalog_Operator rpc(2, 10);
+  RESTful_Catalog_Operator rest("127.0.0.1", static_cast<unsigned short>(server.port()), false, nullptr, 2, 10);
+  bool ok = rpc.commit(files, false);
+  printf("   commit over JSON-RPC of \"%s\": %s\n", files.name.c_str(), ok ? "stored" : "FAILED");
+  bool stored = rest.commit(database, false);
+  printf("   commit over REST of \"%s\": %s\n", database.name.c_str(), stored ? "stored" : "FAILED");
+  ok = ok && stored;
+
+  // The archive set goes piece by piece: staged, filled, completed.
+  std::vector<Backup_Piece> pieces = archive.pieces;
+  archive.pieces.clear();
+  stored = rpc.initialize(archive);
+  for (Backup_Piece& piece : pieces) {
+    yajl_gen g = yajl_gen_alloc(nullptr);
+    piece.generate(g);
+    unsigned char const* buf;
+    size_t len;
+    yajl_gen_get_buf(g, &buf, &len);
+    json_spirit::Value value;
+    stored = stored && JSON_Parse(std::string(reinterpret_cast<char const*>(buf), len), value) &&
+             rpc.add_piece(archive.uuid, {value});
+    yajl_gen_free(g);
+  }
+  stored = stored && rpc.complete(archive);
+  archive.pieces = pieces;
+  printf("   initialize / add_piece x%zu / complete of \"%s\": %s\n\n", pieces.size(), archive.name.c_str(),
+         stored ? "stored" : "FAILED");
+  ok = ok && stored;
+
+  json_spirit::Value result;
+  if (rest.get_view("backup_set", "sets", {}, result) && result.type() == json_spirit::obj_type) {
+    json_spirit::Array const& rows = result.get_obj().at("rows").get_array();
+    printf("== the catalogue's view \"sets\" (newest first): %zu sets\n", rows.size());
+    for (json_spirit::Value const& row : rows) print_row(row, rpc);
+  } else {
+    printf("== the catalogue's view could not be read\n");
+    ok = false;
+  }
+
+  Global_JSON_RPC_Channel::close();
+  Upstream_JSON_RESTful_Client::unconfigure();
+  server.stop();
+  std::error_code ec;
+  std::filesystem::remove_all(dir, ec);
+  return ok ? 0 : 1;
 }
 
 }  // namespace
@@ -147,5 +247,6 @@ int main() {
   virtual_copy.state = Backup_Set_State(Backup_Set_State::ONLINE | Backup_Set_State::VIRTUAL);
   archive.add_storage(virtual_copy);
   show("archive-log set, nearline primary and a virtual replica", archive);
-  return 0;
+
+  return catalogue_round_trip(files, database, archive);
 }
