@@ -275,9 +275,12 @@ std::unique_ptr<Catalog_Store> Catalog_Store::open(std::string const& db, std::s
 }
 
 template <typename Body>
-bool Catalog_Store::write(Catalog_Error& error, Body body) {
-  std::unique_lock<std::mutex> writer(write_mutex_, std::defer_lock);
-  if (!postgres_) writer.lock();
+bool Catalog_Store::write(Binding_Value const& set, Catalog_Error& error, Body body) {
+  // SQLite has one writer at a time anyway; PostgreSQL runs writes of
+  // different sets side by side, but two writes of one set (a commit and
+  // its retry) would both find no row and both insert it.
+  std::mutex& lock = postgres_ ? set_locks_[std::hash<std::string>()(set.bytes()) % set_locks_.size()] : write_mutex_;
+  std::lock_guard<std::mutex> writer(lock);
   std::string why;
   Lease c(*this, why);
   if (!c) return error.set(Catalog_Error::STORAGE_FAILED, why);
@@ -310,7 +313,7 @@ bool Catalog_Store::initialize(Value const& doc, Catalog_Error& error) {
   std::string const& uuid = o.at("uuid").get_str();
   Binding_Value key = uuid_binding(uuid);
   Value const* pieces = find(o, "pieces");
-  return write(error, [&](Connection& c) {
+  return write(key, error, [&](Connection& c) {
     std::string status;
     if (!status_of(c, key, status)) return false;
     if (status == kComplete) return error.set(Catalog_Error::CONFLICT, "uuid: set " + uuid + " is complete already");
@@ -329,7 +332,7 @@ bool Catalog_Store::add_pieces(std::string const& uuid, Value const& pieces, Cat
   if (!Set_Document_Validator::is_uuid(uuid)) return invalid(error, "uuid: not a UUID");
   if (!Set_Document_Validator::validate_pieces(pieces, "pieces", why)) return invalid(error, why);
   Binding_Value key = uuid_binding(uuid);
-  return write(error, [&](Connection& c) {
+  return write(key, error, [&](Connection& c) {
     std::string status;
     if (!status_of(c, key, status)) return false;
     if (status.empty()) return error.set(Catalog_Error::NOT_FOUND, "uuid: no staged set " + uuid);
@@ -345,7 +348,7 @@ bool Catalog_Store::complete(Value const& doc, Catalog_Error& error) {
   std::string const& uuid = o.at("uuid").get_str();
   Binding_Value key = uuid_binding(uuid);
   Value const* pieces = find(o, "pieces");
-  return write(error, [&](Connection& c) {
+  return write(key, error, [&](Connection& c) {
     std::string status;
     if (!status_of(c, key, status)) return false;
     if (status.empty()) return error.set(Catalog_Error::NOT_FOUND, "uuid: no staged set " + uuid);
@@ -360,7 +363,7 @@ bool Catalog_Store::abort(std::string const& uuid, Array& pieces, Catalog_Error&
   if (!Set_Document_Validator::is_uuid(uuid)) return invalid(error, "uuid: not a UUID");
   Binding_Value key = uuid_binding(uuid);
   Array staged;
-  bool ok = write(error, [&](Connection& c) {
+  bool ok = write(key, error, [&](Connection& c) {
     std::string status;
     if (!status_of(c, key, status)) return false;
     if (status.empty()) return error.set(Catalog_Error::NOT_FOUND, "uuid: no staged set " + uuid);
@@ -382,7 +385,7 @@ bool Catalog_Store::commit(Value const& doc, Catalog_Error& error) {
   Object const& o = doc.get_obj();
   Binding_Value key = uuid_binding(o.at("uuid").get_str());
   Value const* pieces = find(o, "pieces");
-  return write(error, [&](Connection& c) {
+  return write(key, error, [&](Connection& c) {
     // Whatever was stored under this uuid (an earlier attempt of the same
     // commit, or a staged set) is replaced, not duplicated.
     return delete_set(c, key) && insert_set(c, o, kComplete) && replace_storages(c, key, storages_of(o)) &&
@@ -400,7 +403,7 @@ bool Catalog_Store::update(std::string const& uuid, Value const& doc, Catalog_Er
       return invalid(error, "uuid: the document names another set than the request");
   }
   Binding_Value key = uuid_binding(uuid);
-  return write(error, [&](Connection& c) {
+  return write(key, error, [&](Connection& c) {
     std::string status;
     if (!status_of(c, key, status)) return false;
     if (status != kComplete) return error.set(Catalog_Error::NOT_FOUND, "uuid: no complete set " + uuid);

@@ -1,12 +1,14 @@
 #ifndef SERVER_CATALOG_STORE_H
 #define SERVER_CATALOG_STORE_H
 
+#include <array>
 #include <memory>
 #include <mutex>
 #include <string>
 #include <vector>
 
 #include "platform/json/value.h"
+#include "platform/sql/binding_value.h"
 #include "server/catalog_error.h"
 
 namespace database {
@@ -23,7 +25,8 @@ class Connection;
 // A set is "staged" after initialize (and add_piece) and becomes visible to
 // views and to exists() only when it is complete (complete, or commit).
 // Connections are pooled, one per concurrent request; with SQLite the
-// writers take turns in-process instead of queueing on the file lock.
+// writers take turns in-process instead of queueing on the file lock, with
+// PostgreSQL only the writers of the same set do.
 class Catalog_Store {
  public:
   // Opens the catalogue named by `db` (an SQLite file path, or a
@@ -69,15 +72,17 @@ class Catalog_Store {
 
   Catalog_Store(std::string db, bool postgres);
   std::unique_ptr<database::sql::Connection> connect(std::string& error) const;
-  // Runs `body` inside one transaction on a pooled connection.
+  // Runs `body` inside one transaction on a pooled connection, with the
+  // writes of the same set taking turns.
   template <typename Body>
-  bool write(Catalog_Error& error, Body body);
+  bool write(Binding_Value const& set, Catalog_Error& error, Body body);
 
   std::string db_;
   bool postgres_;
   std::mutex pool_mutex_;
   std::vector<std::unique_ptr<database::sql::Connection>> idle_;
   std::mutex write_mutex_;
+  std::array<std::mutex, 64> set_locks_;
 };
 
 #endif

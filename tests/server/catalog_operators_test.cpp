@@ -3,6 +3,7 @@
 // records' own select statements and result handlers.
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <chrono>
 #include <cstdio>
 #include <thread>
@@ -543,6 +544,59 @@ TEST_P(CatalogOperatorsTest, ACommitRetriesUntilTheServerComesUp) {
   EXPECT_TRUE(committed);
   EXPECT_EQ(1, count("SELECT count(*) FROM backup_set WHERE status='complete'"));
   EXPECT_EQ(0, process.stop());
+}
+
+TEST_P(CatalogOperatorsTest, ManyAgentsCommitAtOnce) {
+  int const kAgents = 6, kSets = 10;
+  std::vector<std::thread> agents;
+  std::atomic<int> committed{0};
+  int port = server_->port();
+  for (int a = 0; a < kAgents; ++a) {
+    agents.emplace_back([&, a] {
+      // Each agent has an operator of its own; half of them speak the other
+      // protocol, so both run side by side.
+      std::unique_ptr<Catalog_Operator> op;
+      if ((a % 2 == 0) == (protocol_ == JSON_RPC))
+        op = std::make_unique<Catalog_Operator>(1, 2);
+      else
+        op = std::make_unique<RESTful_Catalog_Operator>("127.0.0.1", static_cast<unsigned short>(port), false,
+                                                        nullptr, 1, 2);
+      for (int i = 0; i < kSets; ++i) {
+        Backup_Set set = full_set(uuid_of(1000 + a * 100 + i));
+        if (op->commit(set, false)) ++committed;
+      }
+    });
+  }
+  for (auto& t : agents) t.join();
+  EXPECT_EQ(kAgents * kSets, committed.load());
+  EXPECT_EQ(kAgents * kSets, count("SELECT count(*) FROM backup_set WHERE status='complete'"));
+  EXPECT_EQ(3 * kAgents * kSets, count("SELECT count(*) FROM backup_piece"));
+  EXPECT_EQ(2 * kAgents * kSets, count("SELECT count(*) FROM backup_set_storage"));
+}
+
+TEST_P(CatalogOperatorsTest, TheSameSetCommittedAtOnceByManyEndsUpOnce) {
+  std::vector<std::thread> agents;
+  std::atomic<int> committed{0};
+  int port = server_->port();
+  for (int a = 0; a < 6; ++a) {
+    agents.emplace_back([&] {
+      std::unique_ptr<Catalog_Operator> op;
+      if (protocol_ == JSON_RPC)
+        op = std::make_unique<Catalog_Operator>(1, 2);
+      else
+        op = std::make_unique<RESTful_Catalog_Operator>("127.0.0.1", static_cast<unsigned short>(port), false,
+                                                        nullptr, 1, 2);
+      for (int i = 0; i < 5; ++i) {
+        Backup_Set set = full_set(uuid_of(2000));
+        if (op->commit(set, false)) ++committed;
+      }
+    });
+  }
+  for (auto& t : agents) t.join();
+  EXPECT_EQ(30, committed.load());
+  EXPECT_EQ(1, count("SELECT count(*) FROM backup_set"));
+  EXPECT_EQ(3, count("SELECT count(*) FROM backup_piece"));
+  EXPECT_EQ(2, count("SELECT count(*) FROM backup_set_storage"));
 }
 
 INSTANTIATE_TEST_SUITE_P(
