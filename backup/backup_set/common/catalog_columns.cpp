@@ -17,3 +17,19 @@ void Catalog_Columns::select(Select_SQL& sql, char const* table, char const* ali
     sql.add_key(expression, names[i]);
   }
 }
+
+void Catalog_Columns::add(Select_SQL& sql, char const* alias, char const* name, char const* key) {
+  String_Template column(std::string("{{b}}.") + name, "{{", "}}", 0);
+  column("b", alias);
+  std::string expression;
+  column.str(expression);
+  sql.add_key(expression, key);
+}
+
+void Catalog_Columns::join(Select_SQL& sql, char const* table, char const* alias) {
+  String_Template condition("uuid={{b}}.set_uuid", "{{", "}}", 0);
+  condition("b", alias);
+  std::string text;
+  condition.str(text);
+  sql.join(table, alias, text);
+}

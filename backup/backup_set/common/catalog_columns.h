@@ -17,6 +17,12 @@ class BSET_API Catalog_Columns {
     select(sql, table, alias, names, N);
   }
   static void select(Select_SQL& sql, char const* table, char const* alias, char const* const* names, size_t count);
+
+  // One more column of a joined table: "<alias>.<name>" delivered under `key`.
+  static void add(Select_SQL& sql, char const* alias, char const* name, char const* key);
+  // Joins an application kind's table on its "set_uuid" column, matched
+  // with the set's "uuid" ("uuid=<alias>.set_uuid").
+  static void join(Select_SQL& sql, char const* table, char const* alias);
 };
 
 #endif

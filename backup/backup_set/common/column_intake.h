@@ -88,9 +88,12 @@ class BSET_API Column_Intake {
     return nullptr;
   }
 
- private:
+  // A time text (not necessarily zero-ended) into seconds; a text that is
+  // not a time leaves what the parser leaves.
   static void parse_time(char const* value, unsigned long long length, long long& field);
 
+  // An integer column into a field of any width: cut to the width, or
+  // value != 0 for a bool.
   template <typename Field>
   static void store(Field& field, long long value) {
     static_assert(std::is_integral<Field>::value, "integer columns fill integral fields");
