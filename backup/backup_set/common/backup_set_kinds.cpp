@@ -1,7 +1,11 @@
 #include "backup/backup_set/common/backup_set_kinds.h"
 
 #include <cstring>
+#include <set>
 
+#include <yajl/yajl_gen.h>
+
+#include "backup/backup_set/common/backup_set.h"
 #include "backup/backup_set/common/cachedb_backup_set.h"
 #include "backup/backup_set/common/db2_backup_set.h"
 #include "backup/backup_set/common/dmdb_backup_set.h"
@@ -16,6 +20,7 @@
 #include "backup/backup_set/common/mysql_backup_set.h"
 #include "backup/backup_set/common/sharepoint_backup_set.h"
 #include "backup/backup_set/common/sybase_backup_set.h"
+#include "platform/json/json_text.h"
 
 std::vector<Backup_Set_Kind const*> const& Backup_Set_Kinds::all() {
   static std::vector<Backup_Set_Kind const*> const kinds = {
@@ -35,13 +40,49 @@ Backup_Set_Kind const* Backup_Set_Kinds::find(char const* module) {
   return nullptr;
 }
 
+namespace {
+
+// Read off the document of a set that writes every optional common key
+// too, so the list cannot drift from what Backup_Set writes.
+std::set<std::string> const& common_keys() {
+  static std::set<std::string> const keys = [] {
+    Backup_Set set;
+    set.first_time = set.last_time = set.backup_end_time = 1;
+    set.parents.push_back("p");
+    set.add_storage("a", 0);
+    yajl_gen g = yajl_gen_alloc(nullptr);
+    set.generate(g);
+    unsigned char const* buf = nullptr;
+    size_t len = 0;
+    yajl_gen_get_buf(g, &buf, &len);
+    json_spirit::Value doc;
+    JSON_Parse(reinterpret_cast<char const*>(buf), len, doc, nullptr);
+    yajl_gen_free(g);
+    std::set<std::string> out;
+    for (auto const& member : doc.get_obj()) out.insert(member.first);
+    out.insert("storages");  // the form of two or more copies
+    return out;
+  }();
+  return keys;
+}
+
+}  // namespace
+
+bool Backup_Set_Kinds::common_key(std::string const& key) { return common_keys().count(key) != 0; }
+
 Backup_Set_Kind const* Backup_Set_Kinds::find(char const* module, std::vector<std::string> const& keys) {
   if (module && *module) return find(module);
-  if (keys.empty()) return nullptr;
   for (Backup_Set_Kind const* kind : all()) {
     if (*kind->module()) continue;
-    bool fits = true;
-    for (std::string const& key : keys) fits = fits && kind->field(key.c_str()) != nullptr;
+    bool fits = false;
+    for (std::string const& key : keys) {
+      if (kind->field(key.c_str())) {
+        fits = fits || !common_key(key);
+      } else if (!common_key(key)) {
+        fits = false;
+        break;
+      }
+    }
     for (Kind_Field const& f : *kind) {
       if (!fits) break;
       if (!f.always_written()) continue;

@@ -1,6 +1,7 @@
 #ifndef BACKUP_BACKUP_SET_COMMON_BACKUP_SET_KINDS_H
 #define BACKUP_BACKUP_SET_COMMON_BACKUP_SET_KINDS_H
 
+#include <string>
 #include <vector>
 
 #include "backup/backup_set/common/backup_set_kind.h"
@@ -13,13 +14,15 @@ class BSET_API Backup_Set_Kinds {
  public:
   static std::vector<Backup_Set_Kind const*> const& all();
 
-  // The kind of a document from its module name and keys. A named module
-  // is that kind's (null when no kind has the name: a plain set). Several
-  // kinds use the empty module name; among them the document is the first
-  // kind's that writes every key the document carries beyond the common
-  // ones and whose always-written keys are all there. `keys` are the
-  // document's keys beyond the common ones.
+  // The kind of a document from its module name and its keys. A named
+  // module is that kind's (null when no kind has the name). Several kinds
+  // use the empty module name; among them the document is the first kind's
+  // that knows every key of the document beyond the common ones (there must
+  // be one at least) and whose always-written keys are all there.
   static Backup_Set_Kind const* find(char const* module, std::vector<std::string> const& keys);
+  // Whether Backup_Set itself writes `key` (then it is no kind's own,
+  // unless the kind writes it too).
+  static bool common_key(std::string const& key);
   // The kind of a named module, or null (also for "").
   static Backup_Set_Kind const* find(char const* module);
 };
