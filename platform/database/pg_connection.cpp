@@ -47,6 +47,10 @@ enum : Oid {
 
 size_t const kCacheLimit = 256;
 long long const kEpoch2000 = 946684800;  // 2000-01-01 in POSIX seconds
+// The type modifier of numeric(20,0): precision << 16 | scale, plus the
+// header size the server adds. Exactly this column type holds unsigned
+// 64-bit values.
+int const kUnsignedNumericMod = ((20 << 16) | 0) + 4;
 
 bool binary_decodable(Oid type) {
   switch (type) {
@@ -198,6 +202,7 @@ bool PG_Connection::run(SQL const& sql, Run& run) {
   std::vector<int> lengths(n, 0);
   std::vector<int> formats(n, 0);
   std::vector<unsigned long long> integers(n, 0);
+  std::vector<std::string> digits;  // decimal text of unsigned values, made on demand
   std::string key = text;
   key += '\0';
   for (size_t i = 0; i < n; ++i) {
@@ -219,6 +224,25 @@ bool PG_Connection::run(SQL const& sql, Run& run) {
         key += 'i';
         break;
       }
+      case Binding_Value::boolean_kind: {
+        unsigned char* p = reinterpret_cast<unsigned char*>(&integers[i]);
+        p[0] = value->boolean() ? 1 : 0;
+        types[i] = BOOLOID;
+        values[i] = reinterpret_cast<char const*>(p);
+        lengths[i] = 1;
+        formats[i] = 1;
+        key += 'l';
+        break;
+      }
+      case Binding_Value::unsigned_kind:
+        // int8 cannot hold the upper half; untyped text lets the server
+        // read it as the column's numeric.
+        if (digits.empty()) digits.resize(n);
+        digits[i] = std::to_string(value->uinteger());
+        values[i] = digits[i].c_str();
+        lengths[i] = static_cast<int>(digits[i].size());
+        key += 'u';
+        break;
       case Binding_Value::text_kind:
         // Left untyped, so the server reads it as whatever the context
         // wants (text, jsonb, timestamp).
@@ -312,7 +336,11 @@ bool PG_Connection::query(SQL const& sql, Query_Result_Printer& printer, int mod
     for (int c = 0; c < columns; ++c) keys.emplace_back(PQfname(result, c));
   }
   std::vector<Oid> types(columns);
-  for (int c = 0; c < columns; ++c) types[c] = PQftype(result, c);
+  std::vector<bool> unsigned_column(columns, false);
+  for (int c = 0; c < columns; ++c) {
+    types[c] = PQftype(result, c);
+    unsigned_column[c] = types[c] == NUMERICOID && PQfmod(result, c) == kUnsignedNumericMod;
+  }
 
   Result_Delivery delivery(*this, printer, mode, handler);
   if (!delivery.names(*given)) return fail("query " + delivery.stop_reason());
@@ -335,7 +363,7 @@ bool PG_Connection::query(SQL const& sql, Query_Result_Printer& printer, int mod
         if (binary) {
           switch (type) {
             case BOOLOID:
-              ok = delivery.value_integer(c, len > 0 && v[0] != 0);
+              ok = delivery.value_bool(c, len > 0 && v[0] != 0);
               break;
             case INT2OID:
               ok = delivery.value_integer(c, static_cast<short>(read_be(v, 2)));
@@ -389,7 +417,7 @@ bool PG_Connection::query(SQL const& sql, Query_Result_Printer& printer, int mod
         } else {
           switch (type) {
             case BOOLOID:
-              ok = delivery.value_integer(c, v[0] == 't');
+              ok = delivery.value_bool(c, v[0] == 't');
               break;
             case INT2OID:
             case INT4OID:
@@ -404,6 +432,17 @@ bool PG_Connection::query(SQL const& sql, Query_Result_Printer& printer, int mod
             case NUMERICOID: {
               char* end = nullptr;
               errno = 0;
+              // A negative value (or NaN) in an unsigned column is not one
+              // this library wrote: it falls through to the plain numeric
+              // reading rather than wrap.
+              if (unsigned_column[c] && v[0] != '-') {
+                unsigned long long u = std::strtoull(v, &end, 10);
+                if (end && *end == 0 && errno == 0 && end != v) {
+                  ok = delivery.value_unsigned(c, u);
+                  break;
+                }
+                errno = 0;
+              }
               long long i = std::strtoll(v, &end, 10);
               if (end && *end == 0 && errno == 0 && end != v) {
                 ok = delivery.value_integer(c, i);

@@ -19,10 +19,14 @@ namespace sql {
 // Statements are prepared once per text (and parameter types) and results
 // come in binary form when every column type is one whose value this class
 // decodes itself; otherwise in text form. Either way the values delivered
-// are those SQLite delivers for the same data: integers (also booleans, as
-// 0/1), reals, text (also json/jsonb, times as text), binary (bytea; the
-// uuid type as its 16 bytes), null. numeric becomes an integer when it is
-// one, else a real.
+// are those SQLite delivers for the same data: integers, booleans, reals,
+// text (also json/jsonb, times as text), binary (bytea; the uuid type as its
+// 16 bytes), null. numeric(20,0) is how unsigned 64-bit columns are stored
+// and comes back unsigned; other numeric becomes an integer when it is one,
+// else a real.
+//
+// Booleans are bound as bool, unsigned values as untyped decimal text that
+// the server reads as the column's numeric.
 class BSET_API PG_Connection : public Connection {
  public:
   explicit PG_Connection(std::string const& conninfo);

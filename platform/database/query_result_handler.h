@@ -19,16 +19,21 @@ class Connection;
 //   2. handle_<type>_i: true means the handler delivered it itself;
 //   3. the value-translation table, by the column's key (codes below);
 //   4. default delivery by raw type: text print_cstr, integer print_int,
-//      real print_double, null print_null, binary print_custr.
+//      real print_double, null print_null, binary print_custr; a column the
+//      engine types as boolean print_bool, as unsigned 64-bit print_uint.
+// Boolean and unsigned columns go through the integer hooks (0 or 1; the
+// unsigned value cast to long long). A boolean column is print_bool
+// whatever its code.
 // Keys are first translated by the key table (a column not in it keeps its
 // key). `name` in the hooks is the key after translation.
 //
-// Value codes: VT_BOOLEAN (1) an integer or text truth value, delivered by
-// print_bool; VT_JSON (4) a text or binary JSON document, delivered parsed
-// by print_json (a document that does not parse is logged and delivered as
-// null); VT_UUID (5) 16 raw bytes, delivered as canonical lower-case
-// 8-4-4-4-12 text by print_cstr (binary of any other length is delivered
-// as null; a text value passes unchanged). Null values are always null.
+// Value codes: VT_BOOLEAN (1) an integer, unsigned, real or text truth
+// value, delivered by print_bool; VT_JSON (4) a text or binary JSON
+// document, delivered parsed by print_json (a document that does not parse
+// is logged and delivered as null); VT_UUID (5) 16 raw bytes, delivered as
+// canonical lower-case 8-4-4-4-12 text by print_cstr (binary of any other
+// length is delivered as null; a text value passes unchanged). Null values
+// are always null.
 class BSET_API Query_Result_Handler {
  public:
   typedef char const* Key_Tran;  // the key a column is delivered under

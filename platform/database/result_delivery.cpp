@@ -108,6 +108,30 @@ bool Result_Delivery::value_integer(int column, long long value) {
   return printer_.print_int(index(column), key, value) || stop("stopped by the printer");
 }
 
+bool Result_Delivery::value_bool(int column, bool value) {
+  char const* key = (*keys_)[column].c_str();
+  if (handler_) {
+    long long const number = value ? 1 : 0;
+    if (handler_->skip_integer_i(column, key, number)) return true;
+    if (handler_->handle_integer_i(connection_, index(column), key, number, printer_)) return true;
+  }
+  // Whatever code the table gives the key: the engine already says it is a
+  // truth value.
+  return printer_.print_bool(index(column), key, value) || stop("stopped by the printer");
+}
+
+bool Result_Delivery::value_unsigned(int column, unsigned long long value) {
+  char const* key = (*keys_)[column].c_str();
+  if (handler_) {
+    long long const number = static_cast<long long>(value);
+    if (handler_->skip_integer_i(column, key, number)) return true;
+    if (handler_->handle_integer_i(connection_, index(column), key, number, printer_)) return true;
+    if (codes_[column] == Query_Result_Handler::VT_BOOLEAN)
+      return printer_.print_bool(index(column), key, value != 0) || stop("stopped by the printer");
+  }
+  return printer_.print_uint(index(column), key, value) || stop("stopped by the printer");
+}
+
 bool Result_Delivery::value_double(int column, double value) {
   char const* key = (*keys_)[column].c_str();
   if (handler_) {

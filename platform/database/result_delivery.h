@@ -33,6 +33,11 @@ class Result_Delivery {
 
   bool value_null(int column);
   bool value_integer(int column, long long value);
+  // Columns the engine itself types as boolean, or as unsigned 64-bit: the
+  // handler's integer hooks see them as integers, the printer gets
+  // print_bool / print_uint.
+  bool value_bool(int column, bool value);
+  bool value_unsigned(int column, unsigned long long value);
   bool value_double(int column, double value);
   bool value_text(int column, char const* text, size_t length);
   bool value_binary(int column, unsigned char const* data, size_t length);

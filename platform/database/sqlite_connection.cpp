@@ -2,6 +2,8 @@
 
 #include <sqlite3.h>
 
+#include <cctype>
+
 #include "platform/database/result_delivery.h"
 
 namespace database {
@@ -11,6 +13,36 @@ namespace {
 // Enough for every statement of the catalogue; beyond it texts are
 // prepared and finalized each time instead of growing the cache.
 size_t const kCacheLimit = 256;
+
+// SQLite has no boolean or unsigned storage: the declared type of a table
+// column is what says an integer is one of them.
+enum Column_Kind : char { plain_column, boolean_column, unsigned_column };
+
+// The declared type keeps the DDL's spelling: case and spacing may vary.
+bool same_type_name(char const* declared, char const* name) {
+  for (;;) {
+    bool declared_space = std::isspace(static_cast<unsigned char>(*declared));
+    bool name_space = *name == ' ';
+    if (declared_space != name_space) return false;
+    if (name_space) {
+      while (std::isspace(static_cast<unsigned char>(*declared))) ++declared;
+      ++name;
+      continue;
+    }
+    if (std::toupper(static_cast<unsigned char>(*declared)) != *name) return false;
+    if (!*name) return true;
+    ++declared;
+    ++name;
+  }
+}
+
+Column_Kind column_kind(sqlite3_stmt* stmt, int column) {
+  char const* declared = sqlite3_column_decltype(stmt, column);
+  if (!declared) return plain_column;
+  if (same_type_name(declared, "BOOLEAN")) return boolean_column;
+  if (same_type_name(declared, "UNSIGNED BIG INT")) return unsigned_column;
+  return plain_column;
+}
 }  // namespace
 
 struct SQLite_Connection::Cached {
@@ -135,6 +167,13 @@ bool SQLite_Connection::prepare(SQL const& sql, Statement& statement) {
       case Binding_Value::integer_kind:
         rc = sqlite3_bind_int64(stmt, i, value->integer());
         break;
+      case Binding_Value::boolean_kind:
+        rc = sqlite3_bind_int64(stmt, i, value->boolean() ? 1 : 0);
+        break;
+      case Binding_Value::unsigned_kind:
+        // The bit pattern; reading an unsigned column turns it back.
+        rc = sqlite3_bind_int64(stmt, i, static_cast<sqlite3_int64>(value->uinteger()));
+        break;
       case Binding_Value::text_kind:
         rc = sqlite3_bind_text(stmt, i, value->bytes().data(), static_cast<int>(value->bytes().size()), SQLITE_STATIC);
         break;
@@ -165,6 +204,8 @@ bool SQLite_Connection::query(SQL const& sql, Query_Result_Printer& printer, int
       keys.emplace_back(name ? name : "");
     }
   }
+  std::vector<Column_Kind> kinds(columns);
+  for (int c = 0; c < columns; ++c) kinds[c] = column_kind(stmt, c);
   Result_Delivery delivery(*this, printer, mode, handler);
   if (!delivery.names(*given)) return fail("query " + delivery.stop_reason());
 
@@ -179,9 +220,21 @@ bool SQLite_Connection::query(SQL const& sql, Query_Result_Printer& printer, int
       if (!delivery.wanted(c)) continue;
       bool ok = true;
       switch (sqlite3_column_type(stmt, c)) {
-        case SQLITE_INTEGER:
-          ok = delivery.value_integer(c, sqlite3_column_int64(stmt, c));
+        case SQLITE_INTEGER: {
+          sqlite3_int64 v = sqlite3_column_int64(stmt, c);
+          switch (kinds[c]) {
+            case boolean_column:
+              ok = delivery.value_bool(c, v != 0);
+              break;
+            case unsigned_column:
+              ok = delivery.value_unsigned(c, static_cast<unsigned long long>(v));
+              break;
+            case plain_column:
+              ok = delivery.value_integer(c, v);
+              break;
+          }
           break;
+        }
         case SQLITE_FLOAT:
           ok = delivery.value_double(c, sqlite3_column_double(stmt, c));
           break;

@@ -18,6 +18,10 @@ namespace sql {
 // enforced; a file database runs in WAL mode so that readers never wait for
 // the writer, and a busy database is retried for `busy_timeout_ms` before a
 // statement fails. Prepared statements are kept per statement text.
+//
+// An integer in a column declared BOOLEAN is delivered as a boolean, one in
+// a column declared UNSIGNED BIG INT (which stores the 64-bit pattern) as
+// unsigned; booleans and unsigned values are bound the same way.
 class BSET_API SQLite_Connection : public Connection {
  public:
   explicit SQLite_Connection(std::string const& path, int busy_timeout_ms = 5000, bool wal = true);

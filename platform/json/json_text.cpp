@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <deque>
 #include <utility>
 #include <vector>
 
@@ -37,6 +38,33 @@ struct Builder {
   bool have_root = false;
   std::vector<Value*> stack;      // open containers
   std::vector<std::string> keys;  // pending key per open object
+  // Set when repeated keys are kept: the repeats so far (a deque, so a
+  // repeat being filled stays put while later ones are added) and the names
+  // of the open containers below the root.
+  std::deque<JSON_Repeated_Key>* repeats = nullptr;
+  std::vector<std::string> path;
+
+  // Where a value goes inside the open container.
+  Value* place(Value&& v) {
+    Value* top = stack.back();
+    if (top->type() == json_spirit::array_type) {
+      Array& a = top->get_array();
+      a.push_back(std::move(v));
+      return &a.back();
+    }
+    Object& o = top->get_obj();
+    if (repeats) {
+      auto found = o.lower_bound(keys.back());
+      if (found != o.end() && found->first == keys.back()) {
+        repeats->push_back(JSON_Repeated_Key{path, keys.back(), std::move(v)});
+        return &repeats->back().value;
+      }
+      return &o.emplace_hint(found, keys.back(), std::move(v))->second;
+    }
+    Value& member = o[keys.back()];
+    member = std::move(v);
+    return &member;
+  }
 
   int add(Value&& v) {
     if (stack.empty()) {
@@ -44,12 +72,7 @@ struct Builder {
       have_root = true;
       return 1;
     }
-    Value* top = stack.back();
-    if (top->type() == json_spirit::array_type) {
-      top->get_array().push_back(std::move(v));
-    } else {
-      top->get_obj()[keys.back()] = std::move(v);
-    }
+    place(std::move(v));
     return 1;
   }
 
@@ -60,19 +83,20 @@ struct Builder {
       stack.push_back(&root);
       return &root;
     }
-    Value* top = stack.back();
-    Value* slot;
-    if (top->type() == json_spirit::array_type) {
-      Array& a = top->get_array();
-      a.push_back(std::move(v));
-      slot = &a.back();
-    } else {
-      Value& member = top->get_obj()[keys.back()];
-      member = std::move(v);
-      slot = &member;
-    }
+    Value const* top = stack.back();
+    bool const in_array = top->type() == json_spirit::array_type;
+    size_t const index = in_array ? top->get_array().size() : 0;
+    // Placed before its own name joins the path: a repeat found here is a
+    // member of the enclosing object.
+    Value* slot = place(std::move(v));
+    if (repeats) path.push_back(in_array ? std::to_string(index) : keys.back());
     stack.push_back(slot);
     return slot;
+  }
+
+  void close() {
+    stack.pop_back();
+    if (repeats && !stack.empty()) path.pop_back();
   }
 };
 
@@ -123,7 +147,7 @@ int on_map_key(void* ctx, unsigned char const* s, size_t len) {
 
 int on_end_map(void* ctx) {
   B(ctx)->keys.pop_back();
-  B(ctx)->stack.pop_back();
+  B(ctx)->close();
   return 1;
 }
 
@@ -133,7 +157,7 @@ int on_start_array(void* ctx) {
 }
 
 int on_end_array(void* ctx) {
-  B(ctx)->stack.pop_back();
+  B(ctx)->close();
   return 1;
 }
 
@@ -189,7 +213,14 @@ std::string JSON_Dump(Value const& value) {
 }
 
 bool JSON_Parse(char const* text, size_t length, Value& out, std::string* error) {
+  return JSON_Parse(text, length, out, error, nullptr);
+}
+
+bool JSON_Parse(char const* text, size_t length, Value& out, std::string* error,
+                std::vector<JSON_Repeated_Key>* repeats) {
   Builder builder;
+  std::deque<JSON_Repeated_Key> found;
+  if (repeats) builder.repeats = &found;
   yajl_handle h = yajl_alloc(&callbacks, nullptr, &builder);
   if (!h) {
     if (error) *error = "out of memory";
@@ -209,7 +240,13 @@ bool JSON_Parse(char const* text, size_t length, Value& out, std::string* error)
     }
   }
   yajl_free(h);
-  if (ok) out = std::move(builder.root);
+  if (ok) {
+    out = std::move(builder.root);
+    if (repeats) {
+      repeats->reserve(repeats->size() + found.size());
+      for (JSON_Repeated_Key& r : found) repeats->push_back(std::move(r));
+    }
+  }
   return ok;
 }
 

@@ -383,7 +383,7 @@ TEST(PGConnection, TextResultTypesAreDecodedLikeSQLite) {
                            "'2020-01-02 03:04:05'::timestamp AS g"),
                        p, Connection::QM_FLAT, nullptr, 0))
       << db.last_error();
-  EXPECT_EQ((std::vector<std::string>{"int 0 a 12", "double 1 b 1.500000", "custr 2 c 0aff", "int 3 d 1",
+  EXPECT_EQ((std::vector<std::string>{"int 0 a 12", "double 1 b 1.500000", "custr 2 c 0aff", "bool 3 d true",
                                        "cstr 4 e 1 day", "custr 5 f abcdef0123456789abcdef0123456789",
                                        "cstr 6 g 2020-01-02 03:04:05"}),
             p.events);
@@ -401,7 +401,7 @@ TEST(PGConnection, BinaryResultTypesAreDecodedLikeSQLite) {
                            "'1969-12-31 23:59:59'::timestamptz AS i, '{\"k\": [1]}'::jsonb AS j, 0.5::float4 AS k"),
                        p, Connection::QM_FLAT, nullptr, 0))
       << db.last_error();
-  EXPECT_EQ((std::vector<std::string>{"int 0 a 7", "int 1 b -8", "int 2 d 0", "cstr 3 e x",
+  EXPECT_EQ((std::vector<std::string>{"int 0 a 7", "int 1 b -8", "bool 2 d false", "cstr 3 e x",
                                        "custr 4 f abcdef0123456789abcdef0123456789", "cstr 5 g 2020-01-02 03:04:05.25",
                                        "cstr 6 h 1999-12-31", "cstr 7 i 1969-12-31 23:59:59+00",
                                        "cstr 8 j {\"k\": [1]}", "double 9 k 0.500000"}),
