@@ -1,11 +1,8 @@
 -- Catalogue of backup sets, PostgreSQL form. UUIDs are 16-byte bytea, JSON
 -- documents jsonb, times timestamp(0) without time zone holding UTC (read
 -- back as "YYYY-MM-DD HH:MM:SS"), sizes and state words bigint. Safe to run
--- again: every object is created only when missing; the advisory lock keeps
--- two servers starting at once from racing on the same CREATE.
-
-BEGIN;
-SELECT pg_advisory_xact_lock(4206942069);
+-- again: every object is created only when missing, so a catalogue written
+-- before versions were recorded is adopted as it is.
 
 CREATE TABLE IF NOT EXISTS backup_set (
   uuid                bytea   NOT NULL PRIMARY KEY,
@@ -80,5 +77,3 @@ CREATE TABLE IF NOT EXISTS backup_set_media (
   media_tag      text    NOT NULL,
   PRIMARY KEY (set_storage_id, media_tag)
 );
-
-COMMIT;
