@@ -12,6 +12,7 @@
 #include "server/catalog_error.h"
 #include "server/catalog_store.h"
 #include "server/json_rpc_dispatcher.h"
+#include "server/set_document.h"
 #include "server/set_document_validator.h"
 
 using json_spirit::Array;
@@ -35,9 +36,15 @@ void refuse(httplib::Response& res, Catalog_Error const& error) {
   answer(res, error.http_status(), Value(std::move(o)));
 }
 
-bool parse_body(std::string const& body, Value& doc, Catalog_Error& error) {
+// A set document keeps a key written twice (the common value and a kind's)
+// as its first value plus `later`.
+bool parse_body(std::string const& body, Value& doc, Set_Document::Later_Values& later, Catalog_Error& error) {
   std::string why;
-  if (JSON_Parse(body.data(), body.size(), doc, &why)) return true;
+  std::vector<JSON_Repeated_Key> repeats;
+  if (JSON_Parse(body.data(), body.size(), doc, &why, &repeats)) {
+    later = Set_Document::later_values(repeats, {});
+    return true;
+  }
   while (!why.empty() && (why.back() == '\n' || why.back() == ' ')) why.pop_back();
   return error.set(Catalog_Error::PARSE_ERROR, "body: not JSON: " + why);
 }
@@ -203,7 +210,8 @@ void Catalog_Service::post_sets(httplib::Request const& req, std::string const& 
     }
   }
   Value result;
-  if (!parse_body(body, doc, error) || !dispatcher_.call(method, doc, result, error)) {
+  Set_Document::Later_Values later;
+  if (!parse_body(body, doc, later, error) || !dispatcher_.call(method, doc, result, error, later)) {
     Json_Rpc_Dispatcher::log_refusal("POST /d2/r/v2/sets " + method, error);
     return refuse(res, error);
   }
@@ -224,7 +232,8 @@ void Catalog_Service::put_sets(httplib::Request const& req, std::string const& b
     ok = error.set(Catalog_Error::INVALID_PARAMS, "uuid: missing from the query");
   else if (!Set_Document_Validator::is_uuid(uuid))
     ok = error.set(Catalog_Error::INVALID_PARAMS, "uuid: not a UUID");
-  ok = ok && parse_body(body, doc, error) && store_.update(uuid, doc, error);
+  Set_Document::Later_Values later;
+  ok = ok && parse_body(body, doc, later, error) && store_.update(uuid, doc, later, error);
   if (!ok) {
     Json_Rpc_Dispatcher::log_refusal("PUT /d2/r/v2/sets", error);
     return refuse(res, error);

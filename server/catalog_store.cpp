@@ -7,6 +7,8 @@
 
 #include "backup/backup_set/common/backup_piece.h"
 #include "backup/backup_set/common/backup_set.h"
+#include "backup/backup_set/common/backup_set_kind.h"
+#include "backup/backup_set/common/backup_set_kinds.h"
 #include "backup/backup_set/common/backup_set_result_handler.h"
 #include "backup/backup_set/common/backup_set_state.h"
 #include "platform/database/pg_connection.h"
@@ -59,10 +61,17 @@ Binding_Value member_binding(Set_Document_Validator::Kind kind, Value const* v) 
 // Parameter names are the column names, which are plain identifiers.
 std::string param(char const* column) { return std::string(":") + column; }
 
-// The set's own row: the common members, the module, the status, the parents.
-bool insert_set(Connection& c, Object const& doc, char const* status) {
+// The application part as its column's value (null when there is none).
+Binding_Value application_binding(Object const& application) {
+  return application.empty() ? Binding_Value() : Binding_Value(JSON_Dump(Value(application)));
+}
+
+// The set's own row: the common members, the module, the status, the
+// parents and the application part.
+bool insert_set(Connection& c, Object const& doc, char const* status, Object const& application) {
   static std::string const text = [] {
-    std::string columns = "uuid,catalog_module,status,parents", values = ":uuid,:catalog_module,:status,:parents";
+    std::string columns = "uuid,catalog_module,status,parents,application",
+                values = ":uuid,:catalog_module,:status,:parents,:application";
     for (Member const& m : Set_Document_Validator::set_members()) {
       if (std::string(m.key) == "uuid") continue;
       columns += std::string(",") + m.key;
@@ -76,15 +85,18 @@ bool insert_set(Connection& c, Object const& doc, char const* status) {
   sql.bind(":uuid", uuid_binding(doc.at("uuid").get_str()))
       .bind(":catalog_module", Binding_Value(module ? module->get_str() : std::string()))
       .bind(":status", Binding_Value(status))
-      .bind(":parents", parents ? Binding_Value(JSON_Dump(*parents)) : Binding_Value());
+      .bind(":parents", parents ? Binding_Value(JSON_Dump(*parents)) : Binding_Value())
+      .bind(":application", application_binding(application));
   for (Member const& m : Set_Document_Validator::set_members())
     if (std::string(m.key) != "uuid") sql.bind(param(m.key), member_binding(m.kind, find(doc, m.key)));
   return c.execute(sql);
 }
 
-// Sets the columns of the members the document holds (and the status, when
-// given); the uuid names the row and is never changed.
-bool update_set(Connection& c, Binding_Value const& uuid, Object const& doc, char const* status) {
+// Sets the columns of the members the document holds (and the status and
+// the application part, when given); the uuid names the row and is never
+// changed.
+bool update_set(Connection& c, Binding_Value const& uuid, Object const& doc, char const* status,
+                Object const* application) {
   std::string sets;
   SQL sql;
   auto add = [&sets, &sql](char const* column, Binding_Value const& value) {
@@ -95,6 +107,7 @@ bool update_set(Connection& c, Binding_Value const& uuid, Object const& doc, cha
   if (Value const* v = find(doc, "catalog_module")) add("catalog_module", Binding_Value(v->get_str()));
   if (Value const* v = find(doc, "parents")) add("parents", Binding_Value(JSON_Dump(*v)));
   if (status) add("status", Binding_Value(status));
+  if (application) add("application", application_binding(*application));
   for (Member const& m : Set_Document_Validator::set_members()) {
     if (std::string(m.key) == "uuid") continue;
     if (Value const* v = find(doc, m.key)) add(m.key, member_binding(m.kind, v));
@@ -102,6 +115,54 @@ bool update_set(Connection& c, Binding_Value const& uuid, Object const& doc, cha
   if (sets.empty()) return true;
   sql.set_text("UPDATE backup_set SET " + sets + " WHERE uuid=:uuid");
   sql.bind(":uuid", uuid);
+  return c.execute(sql);
+}
+
+// A key of the application part as the value of its member-table column.
+Binding_Value column_binding(Kind_Field const& f, Value const* v) {
+  if (!v) return Binding_Value();
+  switch (f.type) {
+    case Kind_Field::TEXT:
+    case Kind_Field::TIME: return Binding_Value(v->get_str());
+    case Kind_Field::U32:
+    case Kind_Field::I32:
+    case Kind_Field::I64: return Binding_Value(v->get_int64());
+    case Kind_Field::U64:
+      return Binding_Value::unsigned_integer(v->is_uint64() ? v->get_uint64()
+                                                            : static_cast<unsigned long long>(v->get_int64()));
+    case Kind_Field::BOOL:
+      // A flag the kind reads back as an integer lives in an integer column.
+      if (f.flags & Kind_Field::INTAKE_INT) return Binding_Value(v->get_bool() ? 1LL : 0LL);
+      return Binding_Value(v->get_bool());
+    case Kind_Field::ARRAY:
+    case Kind_Field::CUSTOM: break;
+  }
+  return Binding_Value();
+}
+
+// The kind's member-table row: what its select statement reads, taken from
+// the application part. A set whose document holds none of those keys gets
+// no row (the statement's LEFT JOIN reads it all the same).
+bool replace_member_row(Connection& c, Binding_Value const& set, Backup_Set_Kind const* kind,
+                        Object const& application) {
+  if (!kind || !kind->table()) return true;
+  std::string table = kind->table();
+  SQL del("DELETE FROM " + table + " WHERE set_uuid=:set_uuid");
+  del.bind(":set_uuid", set);
+  if (!c.execute(del)) return false;
+  std::string columns = "set_uuid", values = ":set_uuid";
+  SQL sql;
+  sql.bind(":set_uuid", set);
+  bool any = false;
+  for (Kind_Field const* f : kind->columns()) {
+    auto it = application.find(f->key);
+    any = any || it != application.end();
+    columns += std::string(",") + f->key;
+    values += "," + param(f->key);
+    sql.bind(param(f->key), column_binding(*f, it == application.end() ? nullptr : &it->second));
+  }
+  if (!any) return true;
+  sql.set_text("INSERT INTO " + table + "(" + columns + ") VALUES(" + values + ")");
   return c.execute(sql);
 }
 
@@ -306,10 +367,17 @@ namespace {
 size_t piece_rows(bool postgres) { return postgres ? 32 : 8; }
 }  // namespace
 
-bool Catalog_Store::initialize(Value const& doc, Catalog_Error& error) {
+bool Catalog_Store::check(Set_Document const& doc, Catalog_Error& error) {
   std::string why;
-  if (!Set_Document_Validator::validate_set(doc, true, why)) return invalid(error, why);
-  Object const& o = doc.get_obj();
+  if (!Set_Document_Validator::validate_set(doc.common(), true, why) ||
+      !Set_Document_Validator::validate_application(doc.kind(), doc.application(), why))
+    return invalid(error, why);
+  return true;
+}
+
+bool Catalog_Store::initialize(Set_Document const& doc, Catalog_Error& error) {
+  if (!check(doc, error)) return false;
+  Object const& o = doc.common().get_obj();
   std::string const& uuid = o.at("uuid").get_str();
   Binding_Value key = uuid_binding(uuid);
   Value const* pieces = find(o, "pieces");
@@ -318,10 +386,11 @@ bool Catalog_Store::initialize(Value const& doc, Catalog_Error& error) {
     if (!status_of(c, key, status)) return false;
     if (status == kComplete) return error.set(Catalog_Error::CONFLICT, "uuid: set " + uuid + " is complete already");
     if (status.empty()) {
-      if (!insert_set(c, o, kStaged)) return false;
-    } else if (!update_set(c, key, o, nullptr)) {
+      if (!insert_set(c, o, kStaged, doc.application())) return false;
+    } else if (!update_set(c, key, o, nullptr, &doc.application())) {
       return false;
     }
+    if (!replace_member_row(c, key, doc.kind(), doc.application())) return false;
     if (has_storages(o) && !replace_storages(c, key, storages_of(o))) return false;
     return !pieces || insert_pieces(c, key, pieces->get_array(), piece_rows(postgres_));
   });
@@ -341,10 +410,9 @@ bool Catalog_Store::add_pieces(std::string const& uuid, Value const& pieces, Cat
   });
 }
 
-bool Catalog_Store::complete(Value const& doc, Catalog_Error& error) {
-  std::string why;
-  if (!Set_Document_Validator::validate_set(doc, true, why)) return invalid(error, why);
-  Object const& o = doc.get_obj();
+bool Catalog_Store::complete(Set_Document const& doc, Catalog_Error& error) {
+  if (!check(doc, error)) return false;
+  Object const& o = doc.common().get_obj();
   std::string const& uuid = o.at("uuid").get_str();
   Binding_Value key = uuid_binding(uuid);
   Value const* pieces = find(o, "pieces");
@@ -353,7 +421,8 @@ bool Catalog_Store::complete(Value const& doc, Catalog_Error& error) {
     if (!status_of(c, key, status)) return false;
     if (status.empty()) return error.set(Catalog_Error::NOT_FOUND, "uuid: no staged set " + uuid);
     bool retry = status == kComplete;
-    if (!update_set(c, key, o, kComplete)) return false;
+    if (!update_set(c, key, o, kComplete, &doc.application())) return false;
+    if (!replace_member_row(c, key, doc.kind(), doc.application())) return false;
     if (has_storages(o) && !replace_storages(c, key, storages_of(o))) return false;
     return retry || !pieces || insert_pieces(c, key, pieces->get_array(), piece_rows(postgres_));
   });
@@ -379,27 +448,31 @@ bool Catalog_Store::abort(std::string const& uuid, Array& pieces, Catalog_Error&
   return ok;
 }
 
-bool Catalog_Store::commit(Value const& doc, Catalog_Error& error) {
-  std::string why;
-  if (!Set_Document_Validator::validate_set(doc, true, why)) return invalid(error, why);
-  Object const& o = doc.get_obj();
+bool Catalog_Store::commit(Set_Document const& doc, Catalog_Error& error) {
+  if (!check(doc, error)) return false;
+  Object const& o = doc.common().get_obj();
   Binding_Value key = uuid_binding(o.at("uuid").get_str());
   Value const* pieces = find(o, "pieces");
   return write(key, error, [&](Connection& c) {
     // Whatever was stored under this uuid (an earlier attempt of the same
     // commit, or a staged set) is replaced, not duplicated.
-    return delete_set(c, key) && insert_set(c, o, kComplete) && replace_storages(c, key, storages_of(o)) &&
+    return delete_set(c, key) && insert_set(c, o, kComplete, doc.application()) &&
+           replace_member_row(c, key, doc.kind(), doc.application()) && replace_storages(c, key, storages_of(o)) &&
            (!pieces || insert_pieces(c, key, pieces->get_array(), piece_rows(postgres_)));
   });
 }
 
-bool Catalog_Store::update(std::string const& uuid, Value const& doc, Catalog_Error& error) {
+bool Catalog_Store::update(std::string const& uuid, Value const& doc, Set_Document::Later_Values const& later,
+                           Catalog_Error& error) {
   std::string why;
   if (!Set_Document_Validator::is_uuid(uuid)) return invalid(error, "uuid: not a UUID");
-  if (!Set_Document_Validator::validate_set(doc, false, why)) return invalid(error, why);
-  Object const& o = doc.get_obj();
-  if (Value const* inner = find(o, "uuid")) {
-    if (uuid_binding(inner->get_str()) != uuid_binding(uuid))
+  if (doc.type() != json_spirit::obj_type) {
+    Set_Document_Validator::validate_set(doc, false, why);
+    return invalid(error, why);
+  }
+  Object const& given = doc.get_obj();
+  if (Value const* inner = find(given, "uuid")) {
+    if (inner->type() != json_spirit::str_type || uuid_binding(inner->get_str()) != uuid_binding(uuid))
       return invalid(error, "uuid: the document names another set than the request");
   }
   Binding_Value key = uuid_binding(uuid);
@@ -407,7 +480,32 @@ bool Catalog_Store::update(std::string const& uuid, Value const& doc, Catalog_Er
     std::string status;
     if (!status_of(c, key, status)) return false;
     if (status != kComplete) return error.set(Catalog_Error::NOT_FOUND, "uuid: no complete set " + uuid);
-    return update_set(c, key, o, nullptr) && (!has_storages(o) || replace_storages(c, key, storages_of(o)));
+    // The stored module and application part: a partial document is split
+    // by the set's kind, and its keys of the kind merge into those stored.
+    SQL stored("SELECT catalog_module, application FROM backup_set WHERE uuid=:uuid");
+    stored.bind(":uuid", key);
+    Array rows;
+    if (!c.query_rows(stored, rows, nullptr)) return false;
+    Object const& row = rows.at(0).get_obj();
+    Object merged;
+    Value const& text = row.at("application");
+    if (text.type() == json_spirit::str_type) {
+      Value parsed;
+      if (JSON_Parse(text.get_str(), parsed) && parsed.type() == json_spirit::obj_type) merged = parsed.get_obj();
+    }
+    Object with_module = given;
+    if (!find(with_module, "catalog_module")) with_module["catalog_module"] = row.at("catalog_module");
+    for (auto const& member : merged)
+      if (!find(with_module, member.first.c_str()) && !Set_Document::common_key(member.first))
+        with_module[member.first] = member.second;
+    Set_Document split(Value(std::move(with_module)), later);
+    if (!Set_Document_Validator::validate_set(split.common(), false, why) ||
+        !Set_Document_Validator::validate_application(split.kind(), split.application(), why))
+      return invalid(error, why);
+    for (auto const& member : split.application()) merged[member.first] = member.second;
+    Object const& o = split.common().get_obj();
+    return update_set(c, key, o, nullptr, &merged) && replace_member_row(c, key, split.kind(), merged) &&
+           (!has_storages(o) || replace_storages(c, key, storages_of(o)));
   });
 }
 
@@ -435,6 +533,7 @@ Key2_Value_T<int> const* view_values() {
     t.push_back({"uname", database::sql::Query_Result_Handler::VT_JSON});
     t.push_back({"lsb", database::sql::Query_Result_Handler::VT_JSON});
     t.push_back({"parents", database::sql::Query_Result_Handler::VT_JSON});
+    t.push_back({"application", database::sql::Query_Result_Handler::VT_JSON});
     t.push_back({nullptr, 0});
     return t;
   }();
@@ -503,7 +602,8 @@ bool Catalog_Store::select(std::string const& module, std::string const& view, O
   std::unique_ptr<Select_SQL> sql;
   database::sql::Query_Result_Handler* handler;
   if (sets) {
-    if (!known_params(params, {"uuid", "host_uuid", "resource_uuid", "name", "limit", "offset"}, view, error))
+    if (!known_params(params, {"uuid", "host_uuid", "resource_uuid", "name", "catalog_module", "limit", "offset"},
+                      view, error))
       return false;
     static Backup_Set_Result_Handler view_handler(nullptr, view_values(), nullptr, 0);
     handler = &view_handler;
@@ -511,6 +611,7 @@ bool Catalog_Store::select(std::string const& module, std::string const& view, O
     Backup_Set::init_select_sql(*sql, "b");
     sql->add_key("b.catalog_module", "catalog_module");
     sql->add_key("b.parents", "parents");
+    sql->add_key("b.application", "application");
     // The set's raw UUID under "storages" makes the handler add its storages.
     sql->add_key("b.uuid", "storages");
     sql->where("b.status='complete'", false);
@@ -524,6 +625,13 @@ bool Catalog_Store::select(std::string const& module, std::string const& view, O
     if (Value const* name = given(params, "name")) {
       if (name->type() != json_spirit::str_type) return invalid(error, "name: not a string");
       sql->where("b.name=:name", false).bind(":name", Binding_Value(name->get_str()));
+    }
+    // Present and "" selects the sets of the kinds without a module name.
+    auto module_param = params.find("catalog_module");
+    if (module_param != params.end() && !module_param->second.is_null()) {
+      if (module_param->second.type() != json_spirit::str_type) return invalid(error, "catalog_module: not a string");
+      sql->where("b.catalog_module=:catalog_module", false)
+          .bind(":catalog_module", Binding_Value(module_param->second.get_str()));
     }
     sql->order_by("b.backup_start_time", true).order_by("b.uuid");
   } else {

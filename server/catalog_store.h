@@ -10,6 +10,7 @@
 #include "platform/json/value.h"
 #include "platform/sql/binding_value.h"
 #include "server/catalog_error.h"
+#include "server/set_document.h"
 
 namespace database {
 namespace sql {
@@ -37,28 +38,46 @@ class Catalog_Store {
   Catalog_Store(Catalog_Store const&) = delete;
   Catalog_Store& operator=(Catalog_Store const&) = delete;
 
+  // Checks a whole set document (common part and the kind's keys) as
+  // initialize, complete and commit do, before anything is written.
+  static bool check(Set_Document const& doc, Catalog_Error& error);
+
+  // Each of these stores the application part of the document with the
+  // set: whole, as JSON, and in the kind's member table as far as the
+  // kind's select statement reads it (Set_Document). A Value is taken as a
+  // document without repeated keys.
+  //
   // Stores a staged set with its storages and any pieces it already has. A
   // repeated initialize of a staged set updates it; of a complete set is a
   // conflict.
-  bool initialize(json_spirit::Value const& doc, Catalog_Error& error);
+  bool initialize(Set_Document const& doc, Catalog_Error& error);
+  bool initialize(json_spirit::Value const& doc, Catalog_Error& error) { return initialize(Set_Document(doc), error); }
   // Appends pieces to a staged set.
   bool add_pieces(std::string const& uuid, json_spirit::Value const& pieces, Catalog_Error& error);
   // Takes the set's members from the document, replaces its storages when
   // the document has any, appends the document's pieces, and makes the set
   // visible. Completing a set that is complete already (a retry) updates its
   // members and storages and adds no pieces.
-  bool complete(json_spirit::Value const& doc, Catalog_Error& error);
+  bool complete(Set_Document const& doc, Catalog_Error& error);
+  bool complete(json_spirit::Value const& doc, Catalog_Error& error) { return complete(Set_Document(doc), error); }
   // Removes a staged set; `pieces` gets the pieces it had, in their order.
   bool abort(std::string const& uuid, json_spirit::Array& pieces, Catalog_Error& error);
   // Stores a whole set at once. A set of the same uuid is replaced in the
   // same transaction, so a retried commit leaves exactly one set.
-  bool commit(json_spirit::Value const& doc, Catalog_Error& error);
+  bool commit(Set_Document const& doc, Catalog_Error& error);
+  bool commit(json_spirit::Value const& doc, Catalog_Error& error) { return commit(Set_Document(doc), error); }
   // Changes the members the document holds of a complete set, and its
-  // storages when the document has any; pieces are left as they are.
-  bool update(std::string const& uuid, json_spirit::Value const& doc, Catalog_Error& error);
+  // storages when the document has any; pieces are left as they are. The
+  // kind's keys it holds are merged into those stored.
+  bool update(std::string const& uuid, json_spirit::Value const& doc, Set_Document::Later_Values const& later,
+              Catalog_Error& error);
+  bool update(std::string const& uuid, json_spirit::Value const& doc, Catalog_Error& error) {
+    return update(uuid, doc, Set_Document::Later_Values(), error);
+  }
   // A view; `result` gets {"rows": [...]}. Module "backup_set": view "sets"
-  // (params uuid, host_uuid, resource_uuid, name, limit, offset; each row
-  // with its "storages") and view "pieces" (params uuid, limit, offset).
+  // (params uuid, host_uuid, resource_uuid, name, catalog_module, limit,
+  // offset; each row with its "storages" and its kind's keys under
+  // "application") and view "pieces" (params uuid, limit, offset).
   bool select(std::string const& module, std::string const& view, json_spirit::Object const& params,
               json_spirit::Value& result, Catalog_Error& error);
   // Whether a complete set of this uuid is stored.

@@ -10,7 +10,7 @@ Commit_Queue::Commit_Queue(Catalog_Store& store, std::chrono::milliseconds delay
 
 Commit_Queue::~Commit_Queue() { drain(); }
 
-bool Commit_Queue::push(std::string const& uuid, json_spirit::Value doc) {
+bool Commit_Queue::push(std::string const& uuid, Set_Document doc) {
   {
     std::lock_guard<std::mutex> lock(mutex_);
     if (stopping_) return false;

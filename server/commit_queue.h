@@ -8,7 +8,7 @@
 #include <string>
 #include <thread>
 
-#include "platform/json/value.h"
+#include "server/set_document.h"
 
 class Catalog_Store;
 
@@ -24,7 +24,7 @@ class Commit_Queue {
   Commit_Queue& operator=(Commit_Queue const&) = delete;
 
   // Takes a checked set document; false once the queue is shutting down.
-  bool push(std::string const& uuid, json_spirit::Value doc);
+  bool push(std::string const& uuid, Set_Document doc);
 
   // Stores everything queued now, without waiting for the delay, and stops
   // taking commits. Idempotent.
@@ -38,7 +38,7 @@ class Commit_Queue {
   struct Item {
     std::chrono::steady_clock::time_point due;
     std::string uuid;
-    json_spirit::Value doc;
+    Set_Document doc;
   };
 
   void run();

@@ -71,7 +71,8 @@ void Json_Rpc_Dispatcher::log_refusal(std::string const& what, Catalog_Error con
 std::string Json_Rpc_Dispatcher::handle(std::string const& body) const {
   Value request;
   std::string parse_error;
-  if (!JSON_Parse(body.data(), body.size(), request, &parse_error)) {
+  std::vector<JSON_Repeated_Key> repeats;
+  if (!JSON_Parse(body.data(), body.size(), request, &parse_error, &repeats)) {
     while (!parse_error.empty() && (parse_error.back() == '\n' || parse_error.back() == ' ')) parse_error.pop_back();
     return JSON_Dump(error_answer(Catalog_Error(Catalog_Error::PARSE_ERROR, "Parse error: " + parse_error), Value()));
   }
@@ -81,18 +82,19 @@ std::string Json_Rpc_Dispatcher::handle(std::string const& body) const {
       return JSON_Dump(
           error_answer(Catalog_Error(Catalog_Error::INVALID_REQUEST, "Invalid Request: empty batch"), Value()));
     Array answers;
-    for (Value const& one : calls) {
+    for (size_t i = 0; i < calls.size(); ++i) {
       Value answer;
-      if (handle_one(one, answer)) answers.push_back(std::move(answer));
+      if (handle_one(calls[i], answer, repeats, {std::to_string(i)})) answers.push_back(std::move(answer));
     }
     return answers.empty() ? std::string() : JSON_Dump(Value(std::move(answers)));
   }
   Value answer;
-  if (!handle_one(request, answer)) return std::string();
+  if (!handle_one(request, answer, repeats, {})) return std::string();
   return JSON_Dump(answer);
 }
 
-bool Json_Rpc_Dispatcher::handle_one(Value const& request, Value& answer) const {
+bool Json_Rpc_Dispatcher::handle_one(Value const& request, Value& answer, std::vector<JSON_Repeated_Key> const& repeats,
+                                     std::vector<std::string> path) const {
   auto invalid = [&answer](std::string const& why, Value const& id) {
     answer = error_answer(Catalog_Error(Catalog_Error::INVALID_REQUEST, "Invalid Request: " + why), id);
     return true;
@@ -129,7 +131,8 @@ bool Json_Rpc_Dispatcher::handle_one(Value const& request, Value& answer) const 
 
   Value result;
   Catalog_Error error;
-  bool ok = call(method, params ? *params : Value(), result, error);
+  path.push_back("params");
+  bool ok = call(method, params ? *params : Value(), result, error, Set_Document::later_values(repeats, path));
   if (!ok) log_refusal(method, error);
   if (notification) return false;
   if (!ok) {
@@ -144,8 +147,8 @@ bool Json_Rpc_Dispatcher::handle_one(Value const& request, Value& answer) const 
   return true;
 }
 
-bool Json_Rpc_Dispatcher::call(std::string const& method, Value const& params, Value& result,
-                               Catalog_Error& error) const {
+bool Json_Rpc_Dispatcher::call(std::string const& method, Value const& params, Value& result, Catalog_Error& error,
+                               Set_Document::Later_Values const& later) const {
   static char const prefix[] = "backup_set.";
   if (method.rfind(prefix, 0) != 0) return error.set(Catalog_Error::METHOD_NOT_FOUND, "Method not found: " + method);
   std::string const name = method.substr(sizeof prefix - 1);
@@ -157,16 +160,17 @@ bool Json_Rpc_Dispatcher::call(std::string const& method, Value const& params, V
     return error.set(Catalog_Error::INVALID_PARAMS, "params: not an object");
   }
 
-  if (name == "commit") return commit(params, result, error);
+  if (name == "commit") return commit(Set_Document(params, later), result, error);
   if (name == "initialize" || name == "complete") {
-    bool ok = name == "initialize" ? store_.initialize(params, error) : store_.complete(params, error);
+    Set_Document doc(params, later);
+    bool ok = name == "initialize" ? store_.initialize(doc, error) : store_.complete(doc, error);
     if (!ok) return false;
     result = true_result();
     return true;
   }
   if (name == "update") {
     std::string uuid;
-    if (!uuid_param(params, uuid, error) || !store_.update(uuid, params, error)) return false;
+    if (!uuid_param(params, uuid, error) || !store_.update(uuid, params, later, error)) return false;
     result = true_result();
     return true;
   }
@@ -203,21 +207,20 @@ bool Json_Rpc_Dispatcher::call(std::string const& method, Value const& params, V
   return store_.select(module, view, *param, result, error);
 }
 
-bool Json_Rpc_Dispatcher::commit(Value const& params, Value& result, Catalog_Error& error) const {
+bool Json_Rpc_Dispatcher::commit(Set_Document const& doc, Value& result, Catalog_Error& error) const {
   Object o;
   o["result"] = true;
   if (!queue_) {
-    if (!store_.commit(params, error)) return false;
+    if (!store_.commit(doc, error)) return false;
   } else {
     // Checked now, so that a bad document is answered with its bad member
     // instead of being dropped by the worker.
-    std::string why;
-    if (!Set_Document_Validator::validate_set(params, true, why)) return error.set(Catalog_Error::INVALID_PARAMS, why);
-    if (!queue_->push(params.get_obj().at("uuid").get_str(), params))
+    if (!Catalog_Store::check(doc, error)) return false;
+    if (!queue_->push(doc.common().get_obj().at("uuid").get_str(), doc))
       return error.set(Catalog_Error::STORAGE_FAILED, "the service is shutting down");
     o["queued"] = true;
   }
-  o["uuid"] = params.get_obj().at("uuid").get_str();
+  o["uuid"] = doc.common().get_obj().at("uuid").get_str();
   result = Value(std::move(o));
   return true;
 }

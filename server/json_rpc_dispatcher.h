@@ -2,9 +2,11 @@
 #define SERVER_JSON_RPC_DISPATCHER_H
 
 #include <string>
+#include <vector>
 
 #include "platform/json/value.h"
 #include "server/catalog_error.h"
+#include "server/set_document.h"
 
 class Catalog_Store;
 class Commit_Queue;
@@ -23,8 +25,9 @@ class Json_Rpc_Dispatcher {
   std::string handle(std::string const& body) const;
 
   // One method with its parameters; `result` gets the method's result object.
+  // `later` are the later values of keys the parameters' object repeats.
   bool call(std::string const& method, json_spirit::Value const& params, json_spirit::Value& result,
-            Catalog_Error& error) const;
+            Catalog_Error& error, Set_Document::Later_Values const& later = Set_Document::Later_Values()) const;
 
   // The error object of an answer, {"jsonrpc": "2.0", "error": {...}, "id": id}.
   static json_spirit::Value error_answer(Catalog_Error const& error, json_spirit::Value const& id);
@@ -34,9 +37,11 @@ class Json_Rpc_Dispatcher {
 
  private:
   // One element of a request: false when it is a notification (no answer).
-  bool handle_one(json_spirit::Value const& request, json_spirit::Value& answer) const;
+  // `repeats` of the whole body; `path` is where the request stands in it.
+  bool handle_one(json_spirit::Value const& request, json_spirit::Value& answer,
+                  std::vector<JSON_Repeated_Key> const& repeats, std::vector<std::string> path) const;
 
-  bool commit(json_spirit::Value const& params, json_spirit::Value& result, Catalog_Error& error) const;
+  bool commit(Set_Document const& doc, json_spirit::Value& result, Catalog_Error& error) const;
 
   Catalog_Store& store_;
   Commit_Queue* queue_;

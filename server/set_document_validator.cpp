@@ -3,6 +3,7 @@
 #include <cctype>
 #include <climits>
 
+#include "backup/backup_set/common/backup_set_kind.h"
 #include "backup/backup_set/common/backup_set_state.h"
 #include "platform/text/string_checker.h"
 #include "platform/time/iso8601.h"
@@ -229,5 +230,58 @@ bool Set_Document_Validator::validate_set(Value const& doc, bool require_uuid, s
   }
   it = o.find("pieces");
   if (it != o.end() && !validate_pieces(it->second, "pieces", error)) return false;
+  return true;
+}
+
+namespace {
+
+// An integer within [low, high]; unsigned values beyond the signed range
+// only where `high` allows them.
+bool check_range(Value const& v, std::string const& name, long long low, unsigned long long high, char const* what,
+                 std::string& error) {
+  if (v.type() != json_spirit::int_type) return fail(error, name, std::string("not ") + what + " but " + type_word(v));
+  bool ok = v.is_uint64() ? v.get_uint64() <= high
+                          : v.get_int64() >= low && (v.get_int64() < 0 || static_cast<unsigned long long>(v.get_int64()) <= high);
+  if (!ok) return fail(error, name, std::string("not ") + what);
+  return true;
+}
+
+}  // namespace
+
+bool Set_Document_Validator::validate_application(Backup_Set_Kind const* kind, Object const& application,
+                                                  std::string& error) {
+  if (!kind) return true;
+  for (auto const& member : application) {
+    Kind_Field const* f = kind->field(member.first.c_str());
+    if (!f) continue;
+    Value const& v = member.second;
+    std::string const& name = member.first;
+    bool ok = true;
+    switch (f->type) {
+      case Kind_Field::TEXT: ok = check_text(v, name, error); break;
+      case Kind_Field::U32: ok = check_range(v, name, 0, 4294967295ULL, "an unsigned 32-bit integer", error); break;
+      case Kind_Field::I32:
+        ok = check_range(v, name, INT_MIN, static_cast<unsigned long long>(INT_MAX), "a 32-bit integer", error);
+        break;
+      case Kind_Field::I64:
+        ok = check_range(v, name, LLONG_MIN, static_cast<unsigned long long>(LLONG_MAX), "a 64-bit integer", error);
+        break;
+      case Kind_Field::U64: ok = check_range(v, name, 0, ULLONG_MAX, "an unsigned 64-bit integer", error); break;
+      case Kind_Field::BOOL:
+        if (v.type() != json_spirit::bool_type) ok = fail(error, name, std::string("not a boolean but ") + type_word(v));
+        break;
+      case Kind_Field::TIME: ok = check_time(v, name, error); break;
+      case Kind_Field::ARRAY:
+        if (v.type() != json_spirit::array_type) ok = fail(error, name, std::string("not an array but ") + type_word(v));
+        break;
+      case Kind_Field::CUSTOM:
+        if (v.type() != f->json)
+          ok = fail(error, name,
+                    std::string(f->json == json_spirit::obj_type ? "not an object but " : "not an array but ") +
+                        type_word(v));
+        break;
+    }
+    if (!ok) return false;
+  }
   return true;
 }

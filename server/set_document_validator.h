@@ -6,6 +6,8 @@
 
 #include "platform/json/value.h"
 
+class Backup_Set_Kind;
+
 // Checks the documents agents send before anything is stored, so that a bad
 // member is answered with its name ("storages[1].pool_uuid: not a UUID") and
 // nothing is written half-way. Keys it does not know (the application
@@ -25,6 +27,13 @@ class Set_Document_Validator {
   // `require_uuid` false a missing "uuid" is accepted (the uuid then comes
   // from elsewhere, e.g. a REST query).
   static bool validate_set(json_spirit::Value const& doc, bool require_uuid, std::string& error);
+
+  // The application part of a set document against its kind's fields:
+  // each key the kind knows must have the JSON type and range of its field
+  // ("seq: not an unsigned 32-bit integer"). Keys the kind does not know,
+  // and every key when there is no kind, are kept unchecked.
+  static bool validate_application(Backup_Set_Kind const* kind, json_spirit::Object const& application,
+                                   std::string& error);
 
   // An array of piece objects; errors are named "<name>[i].<member>".
   static bool validate_pieces(json_spirit::Value const& pieces, std::string const& name, std::string& error);
