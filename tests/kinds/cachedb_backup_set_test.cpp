@@ -7,8 +7,6 @@
 
 #include <gtest/gtest.h>
 
-#include <ace/Log_Msg.h>
-
 #include "backup/backup_set/common/backup_set_kinds.h"
 #include "backup/backup_set/common/cachedb_backup_set.h"
 #include "platform/sql/select_sql.h"
@@ -22,23 +20,7 @@ using json_spirit::Value;
 
 namespace {
 
-typedef std::vector<std::pair<std::string, std::string>> Columns;
-
 char const DEFAULT_KEYS[] = R"("start_log":"","end_log":"","current_log":"","journal_dir":"","backup_files":[]})";
-
-bool cstr(Backup_Set& set, char const* key, std::string const& text) {
-  return set.print_cstr(0, key, text.data(), text.size());
-}
-
-void expect_key_refusals(Log_Capture const& capture, size_t count) {
-  ASSERT_EQ(count, capture.size()) << capture.dump();
-  for (auto const& record : capture.records()) {
-    EXPECT_EQ(static_cast<unsigned long>(LM_EMERGENCY), record.priority);
-    EXPECT_EQ(0u, record.text.find("Unexpected error in ")) << record.text;
-    EXPECT_NE(std::string::npos, record.text.find("cachedb_backup_set.cpp:")) << record.text;
-    EXPECT_NE(std::string::npos, record.text.find("key is NULL or \"\"")) << record.text;
-  }
-}
 
 // generate on a generator that is freed also when generate throws.
 void generate_on_own_generator(CacheDB_Backup_Set& set) {
@@ -49,10 +31,7 @@ void generate_on_own_generator(CacheDB_Backup_Set& set) {
 }  // namespace
 
 TEST(CacheDBBackupSet, DefaultDocumentIsBaseThenEmptyOwnKeys) {
-  CacheDB_Backup_Set set;
-  Generated doc = generate_text(set);
-  EXPECT_TRUE(doc.ok);
-  EXPECT_EQ(base_prefix("cachedb") + DEFAULT_KEYS, doc.text);
+  expect_default_document<CacheDB_Backup_Set>("cachedb", DEFAULT_KEYS);
 }
 
 TEST(CacheDBBackupSet, FilledDocumentHasEveryKeyInOrder) {
@@ -169,7 +148,7 @@ TEST(CacheDBBackupSet, NullOrEmptyKeyIsRefusedAndLogged) {
   std::string const before = document_of(set);
   EXPECT_FALSE(set.print_cstr(0, nullptr, "x", 1));
   EXPECT_FALSE(set.print_cstr(0, "", "x", 1));
-  expect_key_refusals(capture, 2);
+  expect_key_refusals(capture, 2, "cachedb_backup_set.cpp");
   EXPECT_EQ(before, document_of(set));
 }
 
@@ -193,7 +172,7 @@ TEST(CacheDBBackupSet, OverridesAreReachedThroughThePrinterBase) {
   EXPECT_EQ("cur", set.current_log);
   Log_Capture capture;
   EXPECT_FALSE(printer.print_cstr(0, nullptr, "x", 1));
-  expect_key_refusals(capture, 1);
+  expect_key_refusals(capture, 1, "cachedb_backup_set.cpp");
 }
 
 TEST(CacheDBBackupSet, RowTakenThroughIntakeIsWrittenBack) {
@@ -208,52 +187,27 @@ TEST(CacheDBBackupSet, RowTakenThroughIntakeIsWrittenBack) {
 }
 
 TEST(CacheDBBackupSet, StatementAddsFourColumnsThenTheJoin) {
-  Select_SQL sql("backup_set", "b");
-  CacheDB_Backup_Set::init_select_sql(sql, "b");
-  Select_SQL base("backup_set", "b");
-  Backup_Set::init_select_sql(base, "b");
-  ASSERT_GT(sql.columns().size(), base.columns().size());
-  EXPECT_TRUE(std::equal(base.columns().begin(), base.columns().end(), sql.columns().begin()));
-  EXPECT_EQ("backup_set", sql.from_table());
-  EXPECT_EQ("b", sql.from_alias());
-  EXPECT_EQ((Columns{{"c.start_log", "start_log"},
-                     {"c.end_log", "end_log"},
-                     {"c.current_log", "current_log"},
-                     {"c.journal_dir", "journal_dir"}}),
-            own_columns(sql));
-  ASSERT_EQ(1u, sql.joins().size());
-  EXPECT_EQ("cachedb_backup_set", sql.joins()[0].table);
-  EXPECT_EQ("c", sql.joins()[0].alias);
-  EXPECT_EQ("uuid=c.set_uuid", sql.joins()[0].condition);
-  EXPECT_FALSE(sql.inner(0));
+  expect_statement_joins_its_table<CacheDB_Backup_Set>({{"c.start_log", "start_log"},
+                                                        {"c.end_log", "end_log"},
+                                                        {"c.current_log", "current_log"},
+                                                        {"c.journal_dir", "journal_dir"}},
+                                                       "cachedb_backup_set", "c");
   // The join follows the kind's columns.
   EXPECT_EQ(Backup_Set_Kind::JOIN, CacheDB_Backup_Set::kind().selection());
 }
 
 TEST(CacheDBBackupSet, StatementKeepsItsOwnAliasWhateverTheBaseAlias) {
-  Select_SQL sql("x", "y");
-  CacheDB_Backup_Set::init_select_sql(sql, "bs");
-  Select_SQL base("x", "y");
-  Backup_Set::init_select_sql(base, "bs");
-  ASSERT_EQ(base.columns().size() + 4, sql.columns().size());
-  EXPECT_TRUE(std::equal(base.columns().begin(), base.columns().end(), sql.columns().begin()));
-  EXPECT_EQ((std::pair<std::string, std::string>("c.start_log", "start_log")), sql.columns()[base.columns().size()]);
-  ASSERT_EQ(1u, sql.joins().size());
-  EXPECT_EQ("uuid=c.set_uuid", sql.joins()[0].condition);
+  expect_statement_keeps_its_alias<CacheDB_Backup_Set>(4, {"c.start_log", "start_log"}, "c");
 }
 
 TEST(CacheDBBackupSet, CatalogueModuleIsCachedb) {
-  CacheDB_Backup_Set set;
-  EXPECT_STREQ("cachedb", set.catalog_module);
-  EXPECT_EQ(0u, document_of(set).find(R"({"catalog_module":"cachedb",)"));
-  EXPECT_STREQ("cachedb", CacheDB_Backup_Set::kind().module());
+  expect_catalogue_module<CacheDB_Backup_Set>("cachedb");
   EXPECT_STREQ("CacheDB_Backup_Set", CacheDB_Backup_Set::kind().class_name());
   EXPECT_STREQ("cachedb_backup_set", CacheDB_Backup_Set::kind().table());
   EXPECT_STREQ("c", CacheDB_Backup_Set::kind().alias());
 }
 
 TEST(CacheDBBackupSet, KindIsListedInTheRegistry) {
-  auto const& all = Backup_Set_Kinds::all();
-  EXPECT_NE(all.end(), std::find(all.begin(), all.end(), &CacheDB_Backup_Set::kind()));
+  expect_listed_in_registry<CacheDB_Backup_Set>();
   EXPECT_EQ(&CacheDB_Backup_Set::kind(), Backup_Set_Kinds::find("cachedb"));
 }

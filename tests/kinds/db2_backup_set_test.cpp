@@ -6,8 +6,6 @@
 
 #include <gtest/gtest.h>
 
-#include <ace/Log_Msg.h>
-
 #include "backup/backup_set/common/backup_set_kinds.h"
 #include "backup/backup_set/common/db2_backup_set.h"
 #include "platform/sql/select_sql.h"
@@ -21,8 +19,6 @@ using json_spirit::Value;
 
 namespace {
 
-typedef std::vector<std::pair<std::string, std::string>> Columns;
-
 // Time 0 in the document's time format, worked out by hand.
 char const EPOCH_TEXT[] = "1970-01-01 00:00:00";
 
@@ -31,27 +27,10 @@ char const DEFAULT_KEYS[] =
     R"("archive_last_log":"","archive_start_time":"1970-01-01 00:00:00",)"
     R"("archive_end_time":"1970-01-01 00:00:00","is_archive_set":false})";
 
-bool cstr(Backup_Set& set, char const* key, std::string const& text) {
-  return set.print_cstr(0, key, text.data(), text.size());
-}
-
-void expect_key_refusals(Log_Capture const& capture, size_t count) {
-  ASSERT_EQ(count, capture.size()) << capture.dump();
-  for (auto const& record : capture.records()) {
-    EXPECT_EQ(static_cast<unsigned long>(LM_EMERGENCY), record.priority);
-    EXPECT_EQ(0u, record.text.find("Unexpected error in ")) << record.text;
-    EXPECT_NE(std::string::npos, record.text.find("db2_backup_set.cpp:")) << record.text;
-    EXPECT_NE(std::string::npos, record.text.find("key is NULL or \"\"")) << record.text;
-  }
-}
-
 }  // namespace
 
 TEST(DB2BackupSet, DefaultDocumentIsBaseThenEmptyOwnKeys) {
-  DB2_Backup_Set set;
-  Generated doc = generate_text(set);
-  EXPECT_TRUE(doc.ok);
-  EXPECT_EQ(base_prefix("") + DEFAULT_KEYS, doc.text);
+  expect_default_document<DB2_Backup_Set>("", DEFAULT_KEYS);
 }
 
 TEST(DB2BackupSet, FreshSetWritesArchiveTimesAsFormattedTimeZero) {
@@ -209,7 +188,7 @@ TEST(DB2BackupSet, NullOrEmptyKeyIsRefusedAndLogged) {
   EXPECT_FALSE(set.print_int(0, "", 1));
   EXPECT_FALSE(set.print_bool(0, nullptr, true));
   EXPECT_FALSE(set.print_bool(0, "", true));
-  expect_key_refusals(capture, 6);
+  expect_key_refusals(capture, 6, "db2_backup_set.cpp");
   EXPECT_EQ(before, document_of(set));
 }
 
@@ -244,7 +223,7 @@ TEST(DB2BackupSet, OverridesAreReachedThroughThePrinterBase) {
   Log_Capture capture;
   EXPECT_FALSE(printer.print_bool(0, "", true));
   EXPECT_FALSE(printer.print_int(0, nullptr, 1));
-  expect_key_refusals(capture, 2);
+  expect_key_refusals(capture, 2, "db2_backup_set.cpp");
 }
 
 TEST(DB2BackupSet, RowTakenThroughIntakeIsWrittenBackWithArchiveTimesAtZero) {
@@ -266,58 +245,33 @@ TEST(DB2BackupSet, RowTakenThroughIntakeIsWrittenBackWithArchiveTimesAtZero) {
 }
 
 TEST(DB2BackupSet, StatementAddsNineColumnsThenTheJoin) {
-  Select_SQL sql("backup_set", "b");
-  DB2_Backup_Set::init_select_sql(sql, "b");
-  Select_SQL base("backup_set", "b");
-  Backup_Set::init_select_sql(base, "b");
-  ASSERT_GT(sql.columns().size(), base.columns().size());
-  EXPECT_TRUE(std::equal(base.columns().begin(), base.columns().end(), sql.columns().begin()));
-  EXPECT_EQ("backup_set", sql.from_table());
-  EXPECT_EQ("b", sql.from_alias());
-  EXPECT_EQ((Columns{{"ds.database", "database"},
-                     {"ds.base_start_point", "base_start_point"},
-                     {"ds.meta_file", "meta_file"},
-                     {"ds.archive_dir", "archive_dir"},
-                     {"ds.archive_first_log", "archive_first_log"},
-                     {"ds.archive_last_log", "archive_last_log"},
-                     {"ds.archive_start_time", "archive_start_time"},
-                     {"ds.archive_end_time", "archive_end_time"},
-                     {"ds.is_archive_set", "is_archive_set"}}),
-            own_columns(sql));
-  ASSERT_EQ(1u, sql.joins().size());
-  EXPECT_EQ("db2_backup_set", sql.joins()[0].table);
-  EXPECT_EQ("ds", sql.joins()[0].alias);
-  EXPECT_EQ("uuid=ds.set_uuid", sql.joins()[0].condition);
-  EXPECT_FALSE(sql.inner(0));
+  expect_statement_joins_its_table<DB2_Backup_Set>({{"ds.database", "database"},
+                                                    {"ds.base_start_point", "base_start_point"},
+                                                    {"ds.meta_file", "meta_file"},
+                                                    {"ds.archive_dir", "archive_dir"},
+                                                    {"ds.archive_first_log", "archive_first_log"},
+                                                    {"ds.archive_last_log", "archive_last_log"},
+                                                    {"ds.archive_start_time", "archive_start_time"},
+                                                    {"ds.archive_end_time", "archive_end_time"},
+                                                    {"ds.is_archive_set", "is_archive_set"}},
+                                                   "db2_backup_set", "ds");
   // The join follows the kind's columns.
   EXPECT_EQ(Backup_Set_Kind::JOIN, DB2_Backup_Set::kind().selection());
 }
 
 TEST(DB2BackupSet, StatementKeepsItsOwnAliasWhateverTheBaseAlias) {
-  Select_SQL sql("x", "y");
-  DB2_Backup_Set::init_select_sql(sql, "bs");
-  Select_SQL base("x", "y");
-  Backup_Set::init_select_sql(base, "bs");
-  ASSERT_EQ(base.columns().size() + 9, sql.columns().size());
-  EXPECT_TRUE(std::equal(base.columns().begin(), base.columns().end(), sql.columns().begin()));
-  EXPECT_EQ((std::pair<std::string, std::string>("ds.database", "database")), sql.columns()[base.columns().size()]);
-  ASSERT_EQ(1u, sql.joins().size());
-  EXPECT_EQ("uuid=ds.set_uuid", sql.joins()[0].condition);
+  expect_statement_keeps_its_alias<DB2_Backup_Set>(9, {"ds.database", "database"}, "ds");
 }
 
 TEST(DB2BackupSet, CatalogueModuleIsEmpty) {
-  DB2_Backup_Set set;
-  EXPECT_STREQ("", set.catalog_module);
-  EXPECT_EQ(0u, document_of(set).find(R"({"catalog_module":"",)"));
-  EXPECT_STREQ("", DB2_Backup_Set::kind().module());
+  expect_catalogue_module<DB2_Backup_Set>("");
   EXPECT_STREQ("DB2_Backup_Set", DB2_Backup_Set::kind().class_name());
   EXPECT_STREQ("db2_backup_set", DB2_Backup_Set::kind().table());
   EXPECT_STREQ("ds", DB2_Backup_Set::kind().alias());
 }
 
 TEST(DB2BackupSet, KindIsListedInTheRegistry) {
-  auto const& all = Backup_Set_Kinds::all();
-  EXPECT_NE(all.end(), std::find(all.begin(), all.end(), &DB2_Backup_Set::kind()));
+  expect_listed_in_registry<DB2_Backup_Set>();
   // An empty module name does not name the kind.
   EXPECT_EQ(nullptr, Backup_Set_Kinds::find(""));
 }

@@ -6,8 +6,6 @@
 
 #include <gtest/gtest.h>
 
-#include <ace/Log_Msg.h>
-
 #include "backup/backup_set/common/backup_set_kinds.h"
 #include "backup/backup_set/common/dmdb_backup_set.h"
 #include "platform/sql/select_sql.h"
@@ -26,40 +24,15 @@ char const DEFAULT_KEYS[] =
     R"("arch_log_start":0,"arch_log_end":0,"permanent_db_magic":0,"db_magic":0,"case_sensitive":0,)"
     R"("unicode_flag":0,"page_size":0,"extent_size":0,"backup_files":{}})";
 
-bool cstr(DMDB_Backup_Set& set, char const* key, std::string const& text) {
-  return set.print_cstr(0, key, text.data(), text.size());
-}
-
-// The document's text behind the base keys.
-std::string own_keys(DMDB_Backup_Set& set) {
-  std::string const doc = document_of(set);
-  std::string const prefix = base_prefix("dmdb");
-  EXPECT_EQ(0u, doc.find(prefix)) << doc;
-  return doc.substr(std::min(prefix.size(), doc.size()));
-}
-
-void expect_key_refused(Log_Capture const& capture, size_t count) {
-  ASSERT_EQ(count, capture.size()) << capture.dump();
-  for (auto const& record : capture.records()) {
-    EXPECT_EQ(static_cast<unsigned long>(LM_EMERGENCY), record.priority);
-    EXPECT_EQ(0u, record.text.find("Unexpected error in ")) << record.text;
-    EXPECT_NE(std::string::npos, record.text.find("dmdb_backup_set.cpp:")) << record.text;
-    EXPECT_NE(std::string::npos, record.text.find("key is NULL or \"\"")) << record.text;
-  }
-}
-
 }  // namespace
 
 TEST(DMDBBackupSet, DefaultDocumentIsBaseKeysThenZeroOwnKeys) {
-  DMDB_Backup_Set set;
-  Generated doc = generate_text(set);
-  EXPECT_TRUE(doc.ok);
-  EXPECT_EQ(base_prefix("dmdb") + DEFAULT_KEYS, doc.text);
+  expect_default_document<DMDB_Backup_Set>("dmdb", DEFAULT_KEYS);
 }
 
 TEST(DMDBBackupSet, UnfilledSetWritesZerosEmptyStringsAndEmptyFileObject) {
   DMDB_Backup_Set set;
-  EXPECT_EQ(DEFAULT_KEYS, own_keys(set));
+  EXPECT_EQ(DEFAULT_KEYS, own_keys(set, "dmdb"));
 }
 
 TEST(DMDBBackupSet, FilledDocumentKeepsWidthsAndKeyOrder) {
@@ -100,7 +73,7 @@ TEST(DMDBBackupSet, BackupFilesAreWrittenInAscendingKeyOrder) {
   DMDB_Backup_Set set;
   set.backup_files["b"] = "2";
   set.backup_files["a"] = "1";
-  std::string const keys = own_keys(set);
+  std::string const keys = own_keys(set, "dmdb");
   EXPECT_NE(std::string::npos, keys.find(R"("backup_files":{"a":"1","b":"2"}})")) << keys;
 }
 
@@ -109,21 +82,17 @@ TEST(DMDBBackupSet, BackupFileKeysCompareByteWise) {
   set.backup_files["\xc3\xa9"] = "e";
   set.backup_files["Z"] = "upper";
   set.backup_files["a"] = "lower";
-  std::string const keys = own_keys(set);
+  std::string const keys = own_keys(set, "dmdb");
   EXPECT_NE(std::string::npos, keys.find("\"backup_files\":{\"Z\":\"upper\",\"a\":\"lower\",\"\xc3\xa9\":\"e\"}}"))
       << keys;
 }
 
 TEST(DMDBBackupSet, CatalogueModuleIsDmdb) {
-  DMDB_Backup_Set set;
-  EXPECT_STREQ("dmdb", set.catalog_module);
-  EXPECT_STREQ("dmdb", DMDB_Backup_Set::kind().module());
-  EXPECT_EQ(0u, document_of(set).find(R"({"catalog_module":"dmdb",)"));
+  expect_catalogue_module<DMDB_Backup_Set>("dmdb");
 }
 
 TEST(DMDBBackupSet, KindIsRegistered) {
-  auto const& all = Backup_Set_Kinds::all();
-  EXPECT_NE(all.end(), std::find(all.begin(), all.end(), &DMDB_Backup_Set::kind()));
+  expect_listed_in_registry<DMDB_Backup_Set>();
   EXPECT_EQ(&DMDB_Backup_Set::kind(), Backup_Set_Kinds::find("dmdb"));
 }
 
@@ -218,7 +187,7 @@ TEST(DMDBBackupSet, RowRoundTripsIntoTheDocument) {
   EXPECT_EQ(R"("seq":2,"backup_version":0,"object":"DB","compression":"","backup_set":"","backup_base":"",)"
             R"("arch_log_start":0,"arch_log_end":0,"permanent_db_magic":0,"db_magic":0,"case_sensitive":0,)"
             R"("unicode_flag":0,"page_size":-1,"extent_size":0,"backup_files":{}})",
-            own_keys(set));
+            own_keys(set, "dmdb"));
 }
 
 TEST(DMDBBackupSet, SeqKeepsLow32BitsAndNegativesWrapToUnsigned) {
@@ -229,7 +198,7 @@ TEST(DMDBBackupSet, SeqKeepsLow32BitsAndNegativesWrapToUnsigned) {
   EXPECT_EQ(-1, set.page_size);
   EXPECT_TRUE(set.print_int(0, "seq", -1));
   EXPECT_EQ(4294967295u, set.seq);
-  std::string const keys = own_keys(set);
+  std::string const keys = own_keys(set, "dmdb");
   EXPECT_EQ(0u, keys.find(R"("seq":4294967295,)")) << keys;
   EXPECT_NE(std::string::npos, keys.find(R"("page_size":-1,)")) << keys;
 }
@@ -284,7 +253,7 @@ TEST(DMDBBackupSet, NullOrEmptyKeyFailsAndLogsEmergency) {
   EXPECT_FALSE(set.print_cstr(0, "", "x", 1));
   EXPECT_FALSE(set.print_int(0, nullptr, 1));
   EXPECT_FALSE(set.print_int(0, "", 1));
-  expect_key_refused(capture, 4);
+  expect_key_refusals(capture, 4, "dmdb_backup_set.cpp");
   EXPECT_EQ(before, document_of(set));
 }
 
@@ -295,7 +264,7 @@ TEST(DMDBBackupSet, NullKeyIsRefusedEvenInsideNestedValue) {
   EXPECT_FALSE(set.print_cstr(0, nullptr, "x", 1));
   EXPECT_FALSE(set.print_int(0, "", 1));
   set.end_map();
-  expect_key_refused(capture, 2);
+  expect_key_refusals(capture, 2, "dmdb_backup_set.cpp");
 }
 
 TEST(DMDBBackupSet, UuidKeyReachesTheBaseUntouched) {
@@ -374,7 +343,7 @@ TEST(DMDBBackupSet, OverridesAreReachedThroughThePrinterInterface) {
   Log_Capture capture;
   EXPECT_FALSE(printer.print_cstr(0, "", "x", 1));
   EXPECT_FALSE(printer.print_int(0, nullptr, 1));
-  expect_key_refused(capture, 2);
+  expect_key_refusals(capture, 2, "dmdb_backup_set.cpp");
 }
 
 TEST(DMDBBackupSet, GenerateDoesNotChangeTheRecord) {

@@ -6,8 +6,6 @@
 
 #include <gtest/gtest.h>
 
-#include <ace/Log_Msg.h>
-
 #include "backup/backup_set/common/backup_set_kinds.h"
 #include "backup/backup_set/common/dmdb_log_backup_set.h"
 #include "platform/sql/select_sql.h"
@@ -25,35 +23,10 @@ char const DEFAULT_KEYS[] =
     R"("seq":0,"backup_version":0,"dm_type":0,"compression":"","backup_set":"","arch_start_time":"",)"
     R"("arch_end_time":"","permanent_db_magic":0,"db_magic":0,"timezone_offset":0,"number":0,"active":false})";
 
-bool cstr(DMDB_Log_Backup_Set& set, char const* key, std::string const& text) {
-  return set.print_cstr(0, key, text.data(), text.size());
-}
-
-// The document's text behind the (default) base keys.
-std::string own_keys(DMDB_Log_Backup_Set& set) {
-  std::string const doc = document_of(set);
-  std::string const prefix = base_prefix("dmdb_log");
-  EXPECT_EQ(0u, doc.find(prefix)) << doc;
-  return doc.substr(std::min(prefix.size(), doc.size()));
-}
-
-void expect_key_refused(Log_Capture const& capture, size_t count) {
-  ASSERT_EQ(count, capture.size()) << capture.dump();
-  for (auto const& record : capture.records()) {
-    EXPECT_EQ(static_cast<unsigned long>(LM_EMERGENCY), record.priority);
-    EXPECT_EQ(0u, record.text.find("Unexpected error in ")) << record.text;
-    EXPECT_NE(std::string::npos, record.text.find("dmdb_log_backup_set.cpp:")) << record.text;
-    EXPECT_NE(std::string::npos, record.text.find("key is NULL or \"\"")) << record.text;
-  }
-}
-
 }  // namespace
 
 TEST(DMDBLogBackupSet, DefaultDocumentIsBaseKeysThenZeroOwnKeys) {
-  DMDB_Log_Backup_Set set;
-  Generated doc = generate_text(set);
-  EXPECT_TRUE(doc.ok);
-  EXPECT_EQ(base_prefix("dmdb_log") + DEFAULT_KEYS, doc.text);
+  expect_default_document<DMDB_Log_Backup_Set>("dmdb_log", DEFAULT_KEYS);
 }
 
 TEST(DMDBLogBackupSet, FilledDocumentKeepsWidthsAndKeyOrder) {
@@ -84,15 +57,11 @@ TEST(DMDBLogBackupSet, FilledDocumentKeepsWidthsAndKeyOrder) {
 }
 
 TEST(DMDBLogBackupSet, CatalogueModuleIsDmdbLog) {
-  DMDB_Log_Backup_Set set;
-  EXPECT_STREQ("dmdb_log", set.catalog_module);
-  EXPECT_STREQ("dmdb_log", DMDB_Log_Backup_Set::kind().module());
-  EXPECT_EQ(0u, document_of(set).find(R"({"catalog_module":"dmdb_log",)"));
+  expect_catalogue_module<DMDB_Log_Backup_Set>("dmdb_log");
 }
 
 TEST(DMDBLogBackupSet, KindIsRegistered) {
-  auto const& all = Backup_Set_Kinds::all();
-  EXPECT_NE(all.end(), std::find(all.begin(), all.end(), &DMDB_Log_Backup_Set::kind()));
+  expect_listed_in_registry<DMDB_Log_Backup_Set>();
   EXPECT_EQ(&DMDB_Log_Backup_Set::kind(), Backup_Set_Kinds::find("dmdb_log"));
 }
 
@@ -175,7 +144,7 @@ TEST(DMDBLogBackupSet, UnsignedColumnsKeepLow32Bits) {
   EXPECT_EQ(0u, set.seq);
   EXPECT_EQ(4294967295u, set.dm_type);
   EXPECT_EQ(7u, set.backup_version);
-  std::string const keys = own_keys(set);
+  std::string const keys = own_keys(set, "dmdb_log");
   EXPECT_EQ(0u, keys.find(R"("seq":0,"backup_version":7,"dm_type":4294967295,)")) << keys;
 }
 
@@ -183,7 +152,7 @@ TEST(DMDBLogBackupSet, ActiveFlagIsTakenByBoolColumn) {
   DMDB_Log_Backup_Set set;
   EXPECT_TRUE(set.print_bool(0, "active", true));
   EXPECT_TRUE(set.active);
-  std::string const keys = own_keys(set);
+  std::string const keys = own_keys(set, "dmdb_log");
   EXPECT_NE(std::string::npos, keys.find(R"("active":true})")) << keys;
   EXPECT_TRUE(set.print_bool(0, "active", false));
   EXPECT_FALSE(set.active);
@@ -232,7 +201,7 @@ TEST(DMDBLogBackupSet, ArchiveTimesAreKeptByteForByte) {
   EXPECT_TRUE(cstr(set, "arch_end_time", "not a time at all"));
   EXPECT_EQ("2024-01-02T03:04:05.123+08:00", set.arch_start_time);
   EXPECT_EQ("not a time at all", set.arch_end_time);
-  std::string const keys = own_keys(set);
+  std::string const keys = own_keys(set, "dmdb_log");
   EXPECT_NE(std::string::npos,
             keys.find(R"("arch_start_time":"2024-01-02T03:04:05.123+08:00","arch_end_time":"not a time at all",)"))
       << keys;
@@ -242,7 +211,7 @@ TEST(DMDBLogBackupSet, ArchiveTimeOfAnyFormIsWrittenAsGiven) {
   DMDB_Log_Backup_Set set;
   set.arch_start_time = "1970-01-01 00:00:00";
   set.arch_end_time = "";
-  std::string const keys = own_keys(set);
+  std::string const keys = own_keys(set, "dmdb_log");
   EXPECT_NE(std::string::npos, keys.find(R"("arch_start_time":"1970-01-01 00:00:00","arch_end_time":"",)")) << keys;
 }
 
@@ -281,7 +250,7 @@ TEST(DMDBLogBackupSet, NullOrEmptyKeyFailsAndLogsEmergency) {
   EXPECT_FALSE(set.print_int(0, "", 1));
   EXPECT_FALSE(set.print_bool(0, nullptr, true));
   EXPECT_FALSE(set.print_bool(0, "", true));
-  expect_key_refused(capture, 6);
+  expect_key_refusals(capture, 6, "dmdb_log_backup_set.cpp");
   EXPECT_EQ(before, document_of(set));
 }
 
@@ -327,5 +296,5 @@ TEST(DMDBLogBackupSet, OverridesAreReachedThroughThePrinterInterface) {
   EXPECT_EQ("dm-agent", set.agent);
   Log_Capture capture;
   EXPECT_FALSE(printer.print_bool(0, "", true));
-  expect_key_refused(capture, 1);
+  expect_key_refusals(capture, 1, "dmdb_log_backup_set.cpp");
 }

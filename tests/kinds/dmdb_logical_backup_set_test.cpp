@@ -6,8 +6,6 @@
 
 #include <gtest/gtest.h>
 
-#include <ace/Log_Msg.h>
-
 #include "backup/backup_set/common/backup_set_kinds.h"
 #include "backup/backup_set/common/dmdb_logical_backup_set.h"
 #include "platform/sql/select_sql.h"
@@ -25,41 +23,16 @@ char const DEFAULT_KEYS[] =
     R"("seq":0,"backup_version":0,"backup_set":"","case_sensitive":true,"dm_type":"","exp_mode":"",)"
     R"("backup_files":[]})";
 
-bool cstr(DMDB_Logical_Backup_Set& set, char const* key, std::string const& text) {
-  return set.print_cstr(0, key, text.data(), text.size());
-}
-
-// The document's text behind the (default) base keys.
-std::string own_keys(DMDB_Logical_Backup_Set& set) {
-  std::string const doc = document_of(set);
-  std::string const prefix = base_prefix("dmdb_logical");
-  EXPECT_EQ(0u, doc.find(prefix)) << doc;
-  return doc.substr(std::min(prefix.size(), doc.size()));
-}
-
-void expect_key_refused(Log_Capture const& capture, size_t count) {
-  ASSERT_EQ(count, capture.size()) << capture.dump();
-  for (auto const& record : capture.records()) {
-    EXPECT_EQ(static_cast<unsigned long>(LM_EMERGENCY), record.priority);
-    EXPECT_EQ(0u, record.text.find("Unexpected error in ")) << record.text;
-    EXPECT_NE(std::string::npos, record.text.find("dmdb_logical_backup_set.cpp:")) << record.text;
-    EXPECT_NE(std::string::npos, record.text.find("key is NULL or \"\"")) << record.text;
-  }
-}
-
 }  // namespace
 
 TEST(DMDBLogicalBackupSet, DefaultDocumentIsBaseKeysThenDefaults) {
-  DMDB_Logical_Backup_Set set;
-  Generated doc = generate_text(set);
-  EXPECT_TRUE(doc.ok);
-  EXPECT_EQ(base_prefix("dmdb_logical") + DEFAULT_KEYS, doc.text);
+  expect_default_document<DMDB_Logical_Backup_Set>("dmdb_logical", DEFAULT_KEYS);
 }
 
 TEST(DMDBLogicalBackupSet, FreshSetIsCaseSensitiveWithEmptyFileArray) {
   DMDB_Logical_Backup_Set set;
   EXPECT_TRUE(set.case_sensitive);
-  std::string const keys = own_keys(set);
+  std::string const keys = own_keys(set, "dmdb_logical");
   EXPECT_NE(std::string::npos, keys.find(R"("case_sensitive":true,)")) << keys;
   EXPECT_EQ(keys.size() - std::string(R"("backup_files":[]})").size(), keys.find(R"("backup_files":[]})")) << keys;
 }
@@ -97,20 +70,16 @@ TEST(DMDBLogicalBackupSet, BackupFilesKeepInsertionOrder) {
   Logical_Backup_File a;
   a.file = "a.dmp";
   set.backup_files = {z, a};
-  std::string const keys = own_keys(set);
+  std::string const keys = own_keys(set, "dmdb_logical");
   EXPECT_LT(keys.find("z.dmp"), keys.find("a.dmp")) << keys;
 }
 
 TEST(DMDBLogicalBackupSet, CatalogueModuleIsDmdbLogical) {
-  DMDB_Logical_Backup_Set set;
-  EXPECT_STREQ("dmdb_logical", set.catalog_module);
-  EXPECT_STREQ("dmdb_logical", DMDB_Logical_Backup_Set::kind().module());
-  EXPECT_EQ(0u, document_of(set).find(R"({"catalog_module":"dmdb_logical",)"));
+  expect_catalogue_module<DMDB_Logical_Backup_Set>("dmdb_logical");
 }
 
 TEST(DMDBLogicalBackupSet, KindIsRegistered) {
-  auto const& all = Backup_Set_Kinds::all();
-  EXPECT_NE(all.end(), std::find(all.begin(), all.end(), &DMDB_Logical_Backup_Set::kind()));
+  expect_listed_in_registry<DMDB_Logical_Backup_Set>();
   EXPECT_EQ(&DMDB_Logical_Backup_Set::kind(), Backup_Set_Kinds::find("dmdb_logical"));
 }
 
@@ -173,7 +142,7 @@ TEST(DMDBLogicalBackupSet, UnsignedColumnsKeepLow32Bits) {
   EXPECT_EQ(0u, set.seq);
   EXPECT_TRUE(set.print_int(0, "backup_version", -1));
   EXPECT_EQ(4294967295u, set.backup_version);
-  std::string const keys = own_keys(set);
+  std::string const keys = own_keys(set, "dmdb_logical");
   EXPECT_EQ(0u, keys.find(R"("seq":0,"backup_version":4294967295,)")) << keys;
 }
 
@@ -183,7 +152,7 @@ TEST(DMDBLogicalBackupSet, CaseSensitiveIsIntegerNotZero) {
   EXPECT_TRUE(set.case_sensitive);
   EXPECT_TRUE(set.print_int(0, "case_sensitive", 0));
   EXPECT_FALSE(set.case_sensitive);
-  std::string const keys = own_keys(set);
+  std::string const keys = own_keys(set, "dmdb_logical");
   EXPECT_NE(std::string::npos, keys.find(R"("case_sensitive":false,)")) << keys;
 }
 
@@ -252,7 +221,7 @@ TEST(DMDBLogicalBackupSet, NullOrEmptyKeyFailsAndLogsEmergency) {
   EXPECT_FALSE(set.print_cstr(0, "", "x", 1));
   EXPECT_FALSE(set.print_int(0, nullptr, 0));
   EXPECT_FALSE(set.print_int(0, "", 0));
-  expect_key_refused(capture, 4);
+  expect_key_refusals(capture, 4, "dmdb_logical_backup_set.cpp");
   EXPECT_EQ(before, document_of(set));
 }
 
@@ -289,5 +258,5 @@ TEST(DMDBLogicalBackupSet, OverridesAreReachedThroughThePrinterInterface) {
   EXPECT_EQ("db-host", set.host);
   Log_Capture capture;
   EXPECT_FALSE(printer.print_int(0, "", 1));
-  expect_key_refused(capture, 1);
+  expect_key_refusals(capture, 1, "dmdb_logical_backup_set.cpp");
 }

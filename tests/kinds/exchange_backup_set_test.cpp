@@ -31,12 +31,6 @@ char const BASE_HEAD[] =
     R"("extended_attrs":{},)";
 char const BASE_TAIL[] = R"("pieces":[],"lsb":{},"uname":{},)";
 
-size_t occurrences(std::string const& text, std::string const& needle) {
-  size_t n = 0;
-  for (size_t at = text.find(needle); at != std::string::npos; at = text.find(needle, at + 1)) ++n;
-  return n;
-}
-
 }  // namespace
 
 TEST(ExchangeBackupSet, FreshSetWritesZerosOneChannelAndEmptyArrays) {
@@ -103,15 +97,11 @@ TEST(ExchangeBackupSet, OneStorageCopyLeavesStoragesToTheStorageGroups) {
 }
 
 TEST(ExchangeBackupSet, CatalogueModuleIsEmpty) {
-  Exchange_Backup_Set set;
-  EXPECT_STREQ("", set.catalog_module);
-  EXPECT_STREQ("", Exchange_Backup_Set::kind().module());
-  EXPECT_EQ(0u, document_of(set).find(R"({"catalog_module":"",)"));
+  expect_catalogue_module<Exchange_Backup_Set>("");
 }
 
 TEST(ExchangeBackupSet, KindIsRegistered) {
-  auto const& all = Backup_Set_Kinds::all();
-  EXPECT_NE(all.end(), std::find(all.begin(), all.end(), &Exchange_Backup_Set::kind()));
+  expect_listed_in_registry<Exchange_Backup_Set>();
   EXPECT_EQ(nullptr, Backup_Set_Kinds::find(""));
 }
 

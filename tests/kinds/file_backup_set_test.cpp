@@ -5,8 +5,6 @@
 
 #include <gtest/gtest.h>
 
-#include <ace/Log_Msg.h>
-
 #include "backup/backup_set/common/backup_set_kinds.h"
 #include "backup/backup_set/common/file_backup_set.h"
 #include "platform/database/query_result_token_printer.h"
@@ -21,33 +19,8 @@ using json_spirit::Value;
 
 namespace {
 
-typedef std::vector<std::pair<std::string, std::string>> Columns;
-
 char const DEFAULT_KEYS[] =
     R"("seq":0,"channels":0,"hash_algorithm":"","pool_type":"","multidevice":false,"encryption":""})";
-
-bool cstr(database::sql::Query_Result_Printer& p, char const* key, std::string const& text) {
-  return p.print_cstr(0, key, text.data(), text.size());
-}
-
-// Every record must be the refusal of a null or empty key, logged at
-// LM_EMERGENCY from `file`.
-void expect_key_refusals(Log_Capture const& capture, size_t count, char const* file) {
-  auto const records = capture.records();
-  ASSERT_EQ(count, records.size()) << capture.dump();
-  for (auto const& record : records) {
-    EXPECT_EQ(static_cast<unsigned long>(LM_EMERGENCY), record.priority);
-    EXPECT_EQ(0u, record.text.find("Unexpected error in ")) << record.text;
-    EXPECT_NE(std::string::npos, record.text.find(std::string(file) + ":")) << record.text;
-    EXPECT_NE(std::string::npos, record.text.find("key is NULL or \"\"")) << record.text;
-  }
-}
-
-size_t occurrences(std::string const& text, std::string const& needle) {
-  size_t n = 0;
-  for (size_t at = text.find(needle); at != std::string::npos; at = text.find(needle, at + 1)) ++n;
-  return n;
-}
 
 }  // namespace
 
@@ -80,40 +53,22 @@ TEST(FileBackupSet, GenerateSucceedsAndLeavesTheRecordAsItWas) {
 }
 
 TEST(FileBackupSet, CatalogueModuleIsFile) {
-  File_Backup_Set set;
-  EXPECT_STREQ("file", set.catalog_module);
-  EXPECT_STREQ("file", File_Backup_Set::kind().module());
-  EXPECT_EQ(0u, document_of(set).find(R"({"catalog_module":"file",)"));
+  expect_catalogue_module<File_Backup_Set>("file");
 }
 
 TEST(FileBackupSet, KindIsRegistered) {
-  auto const& all = Backup_Set_Kinds::all();
-  EXPECT_NE(all.end(), std::find(all.begin(), all.end(), &File_Backup_Set::kind()));
+  expect_listed_in_registry<File_Backup_Set>();
   EXPECT_EQ(&File_Backup_Set::kind(), Backup_Set_Kinds::find("file"));
 }
 
 TEST(FileBackupSet, StatementReadsFileColumnsFromTheDmTableJoinedAsFile) {
-  Select_SQL base("backup_set", "b");
-  Backup_Set::init_select_sql(base, "b");
-  Select_SQL sql("backup_set", "b");
-  File_Backup_Set::init_select_sql(sql, "b");
-
-  ASSERT_GT(sql.columns().size(), base.columns().size());
-  EXPECT_TRUE(std::equal(base.columns().begin(), base.columns().end(), sql.columns().begin()));
-  EXPECT_EQ((Columns{{"file.seq", "seq"},
-                     {"file.channels", "channels"},
-                     {"file.hash_algorithm", "hash_algorithm"},
-                     {"file.pool_type", "pool_type"},
-                     {"file.multidevice", "multidevice"},
-                     {"file.encryption", "encryption"}}),
-            own_columns(sql));
-  ASSERT_EQ(1u, sql.joins().size());
-  EXPECT_EQ("dmdb_backup_set", sql.joins()[0].table);
-  EXPECT_EQ("file", sql.joins()[0].alias);
-  EXPECT_EQ("uuid=file.set_uuid", sql.joins()[0].condition);
-  EXPECT_FALSE(sql.inner(0));
-  EXPECT_EQ("backup_set", sql.from_table());
-  EXPECT_EQ("b", sql.from_alias());
+  expect_statement_joins_its_table<File_Backup_Set>({{"file.seq", "seq"},
+                                                     {"file.channels", "channels"},
+                                                     {"file.hash_algorithm", "hash_algorithm"},
+                                                     {"file.pool_type", "pool_type"},
+                                                     {"file.multidevice", "multidevice"},
+                                                     {"file.encryption", "encryption"}},
+                                                    "dmdb_backup_set", "file");
 }
 
 TEST(FileBackupSet, StatementKeepsTheCallersAliasForTheBaseOnly) {

@@ -6,8 +6,6 @@
 
 #include <gtest/gtest.h>
 
-#include <ace/Log_Msg.h>
-
 #include "backup/backup_set/common/backup_set_kinds.h"
 #include "backup/backup_set/common/gaussdb_backup_set.h"
 #include "platform/sql/select_sql.h"
@@ -21,33 +19,14 @@ using json_spirit::Value;
 
 namespace {
 
-typedef std::vector<std::pair<std::string, std::string>> Columns;
-
 char const DEFAULT_KEYS[] =
     R"("meta_destination":"","backup_key":"","prior_backup_key":"","nodes_count":0,"series":0,"seq":0,)"
     R"("timeline":"","compression":"","granularity":"","database":"","tables":[]})";
 
-bool cstr(Backup_Set& set, char const* key, std::string const& text) {
-  return set.print_cstr(0, key, text.data(), text.size());
-}
-
-void expect_key_refusals(Log_Capture const& capture, size_t count) {
-  ASSERT_EQ(count, capture.size()) << capture.dump();
-  for (auto const& record : capture.records()) {
-    EXPECT_EQ(static_cast<unsigned long>(LM_EMERGENCY), record.priority);
-    EXPECT_EQ(0u, record.text.find("Unexpected error in ")) << record.text;
-    EXPECT_NE(std::string::npos, record.text.find("gaussdb_backup_set.cpp:")) << record.text;
-    EXPECT_NE(std::string::npos, record.text.find("key is NULL or \"\"")) << record.text;
-  }
-}
-
 }  // namespace
 
 TEST(GaussDBBackupSet, DefaultDocumentIsBaseThenEmptyOwnKeys) {
-  GaussDB_Backup_Set set;
-  Generated doc = generate_text(set);
-  EXPECT_TRUE(doc.ok);
-  EXPECT_EQ(base_prefix("gaussdb") + DEFAULT_KEYS, doc.text);
+  expect_default_document<GaussDB_Backup_Set>("gaussdb", DEFAULT_KEYS);
 }
 
 TEST(GaussDBBackupSet, FilledDocumentHasEveryKeyInOrder) {
@@ -201,7 +180,7 @@ TEST(GaussDBBackupSet, NullOrEmptyKeyIsRefusedAndLogged) {
   EXPECT_FALSE(set.print_int(0, "", 1));
   EXPECT_FALSE(set.print_json(0, nullptr, Value(Array{Value(1)})));
   EXPECT_FALSE(set.print_json(0, "", Value(Array{Value(1)})));
-  expect_key_refusals(capture, 6);
+  expect_key_refusals(capture, 6, "gaussdb_backup_set.cpp");
   EXPECT_EQ(before, document_of(set));
 }
 
@@ -233,7 +212,7 @@ TEST(GaussDBBackupSet, OverridesAreReachedThroughThePrinterBase) {
   EXPECT_EQ((Array{Value("t1")}), set.tables);
   Log_Capture capture;
   EXPECT_FALSE(printer.print_json(0, "", Value(Array())));
-  expect_key_refusals(capture, 1);
+  expect_key_refusals(capture, 1, "gaussdb_backup_set.cpp");
 }
 
 TEST(GaussDBBackupSet, RowTakenThroughIntakeIsWrittenBack) {
@@ -256,30 +235,17 @@ TEST(GaussDBBackupSet, RowTakenThroughIntakeIsWrittenBack) {
 }
 
 TEST(GaussDBBackupSet, StatementAddsColumnsInItsOwnOrderThenTheJoin) {
-  Select_SQL sql("backup_set", "b");
-  GaussDB_Backup_Set::init_select_sql(sql, "b");
-  Select_SQL base("backup_set", "b");
-  Backup_Set::init_select_sql(base, "b");
-  ASSERT_GT(sql.columns().size(), base.columns().size());
-  EXPECT_TRUE(std::equal(base.columns().begin(), base.columns().end(), sql.columns().begin()));
-  EXPECT_EQ("backup_set", sql.from_table());
-  EXPECT_EQ("b", sql.from_alias());
-  EXPECT_EQ((Columns{{"g.meta_destination", "meta_destination"},
-                     {"g.backup_key", "backup_key"},
-                     {"g.prior_backup_key", "prior_backup_key"},
-                     {"g.nodes_count", "nodes_count"},
-                     {"g.series", "series"},
-                     {"g.timeline", "timeline"},
-                     {"g.compression", "compression"},
-                     {"g.seq", "seq"},
-                     {"g.granularity", "granularity"},
-                     {"g.database", "database"}}),
-            own_columns(sql));
-  ASSERT_EQ(1u, sql.joins().size());
-  EXPECT_EQ("gaussdb_backup_set", sql.joins()[0].table);
-  EXPECT_EQ("g", sql.joins()[0].alias);
-  EXPECT_EQ("uuid=g.set_uuid", sql.joins()[0].condition);
-  EXPECT_FALSE(sql.inner(0));
+  expect_statement_joins_its_table<GaussDB_Backup_Set>({{"g.meta_destination", "meta_destination"},
+                                                        {"g.backup_key", "backup_key"},
+                                                        {"g.prior_backup_key", "prior_backup_key"},
+                                                        {"g.nodes_count", "nodes_count"},
+                                                        {"g.series", "series"},
+                                                        {"g.timeline", "timeline"},
+                                                        {"g.compression", "compression"},
+                                                        {"g.seq", "seq"},
+                                                        {"g.granularity", "granularity"},
+                                                        {"g.database", "database"}},
+                                                       "gaussdb_backup_set", "g");
   // The join follows the kind's columns.
   EXPECT_EQ(Backup_Set_Kind::JOIN, GaussDB_Backup_Set::kind().selection());
 }
@@ -291,30 +257,17 @@ TEST(GaussDBBackupSet, StatementDoesNotSelectTables) {
 }
 
 TEST(GaussDBBackupSet, StatementKeepsItsOwnAliasWhateverTheBaseAlias) {
-  Select_SQL sql("x", "y");
-  GaussDB_Backup_Set::init_select_sql(sql, "bs");
-  Select_SQL base("x", "y");
-  Backup_Set::init_select_sql(base, "bs");
-  ASSERT_EQ(base.columns().size() + 10, sql.columns().size());
-  EXPECT_TRUE(std::equal(base.columns().begin(), base.columns().end(), sql.columns().begin()));
-  EXPECT_EQ((std::pair<std::string, std::string>("g.meta_destination", "meta_destination")),
-            sql.columns()[base.columns().size()]);
-  ASSERT_EQ(1u, sql.joins().size());
-  EXPECT_EQ("uuid=g.set_uuid", sql.joins()[0].condition);
+  expect_statement_keeps_its_alias<GaussDB_Backup_Set>(10, {"g.meta_destination", "meta_destination"}, "g");
 }
 
 TEST(GaussDBBackupSet, CatalogueModuleIsGaussdb) {
-  GaussDB_Backup_Set set;
-  EXPECT_STREQ("gaussdb", set.catalog_module);
-  EXPECT_EQ(0u, document_of(set).find(R"({"catalog_module":"gaussdb",)"));
-  EXPECT_STREQ("gaussdb", GaussDB_Backup_Set::kind().module());
+  expect_catalogue_module<GaussDB_Backup_Set>("gaussdb");
   EXPECT_STREQ("GaussDB_Backup_Set", GaussDB_Backup_Set::kind().class_name());
   EXPECT_STREQ("gaussdb_backup_set", GaussDB_Backup_Set::kind().table());
   EXPECT_STREQ("g", GaussDB_Backup_Set::kind().alias());
 }
 
 TEST(GaussDBBackupSet, KindIsListedInTheRegistry) {
-  auto const& all = Backup_Set_Kinds::all();
-  EXPECT_NE(all.end(), std::find(all.begin(), all.end(), &GaussDB_Backup_Set::kind()));
+  expect_listed_in_registry<GaussDB_Backup_Set>();
   EXPECT_EQ(&GaussDB_Backup_Set::kind(), Backup_Set_Kinds::find("gaussdb"));
 }

@@ -7,8 +7,6 @@
 
 #include <gtest/gtest.h>
 
-#include <ace/Log_Msg.h>
-
 #include "backup/backup_set/common/backup_set_kinds.h"
 #include "backup/backup_set/common/hana_backup_set.h"
 #include "platform/sql/select_sql.h"
@@ -22,15 +20,9 @@ using json_spirit::Value;
 
 namespace {
 
-typedef std::vector<std::pair<std::string, std::string>> Columns;
-
 char const DEFAULT_KEYS[] =
     R"("lifeline":"","sid":"","system_version":"","instance_num":0,"instance_name":"",)"
     R"("extended_attrs":"","database":"","database_backup_id":0,"files":[]})";
-
-bool cstr(Backup_Set& set, char const* key, std::string const& text) {
-  return set.print_cstr(0, key, text.data(), text.size());
-}
 
 HANA_Backup_Set::Backup_File file(std::string id, std::string origin, std::string name, unsigned long long size,
                                   std::string source, std::string storage) {
@@ -55,16 +47,6 @@ std::string files_text(HANA_Backup_Set const& set, std::vector<HANA_Backup_Set::
   return std::string(reinterpret_cast<char const*>(buf), len);
 }
 
-void expect_key_refusals(Log_Capture const& capture, size_t count) {
-  ASSERT_EQ(count, capture.size()) << capture.dump();
-  for (auto const& record : capture.records()) {
-    EXPECT_EQ(static_cast<unsigned long>(LM_EMERGENCY), record.priority);
-    EXPECT_EQ(0u, record.text.find("Unexpected error in ")) << record.text;
-    EXPECT_NE(std::string::npos, record.text.find("hana_backup_set.cpp:")) << record.text;
-    EXPECT_NE(std::string::npos, record.text.find("key is NULL or \"\"")) << record.text;
-  }
-}
-
 // The type of the file list generate_files takes, whatever its constness.
 template <typename C, typename G, typename L>
 L files_parameter(void (C::*)(G, L) const);
@@ -74,10 +56,7 @@ L files_parameter(void (C::*)(G, L));
 }  // namespace
 
 TEST(HANABackupSet, DefaultDocumentIsBaseThenEmptyOwnKeys) {
-  HANA_Backup_Set set;
-  Generated doc = generate_text(set);
-  EXPECT_TRUE(doc.ok);
-  EXPECT_EQ(base_prefix("hana") + DEFAULT_KEYS, doc.text);
+  expect_default_document<HANA_Backup_Set>("hana", DEFAULT_KEYS);
 }
 
 TEST(HANABackupSet, FilledDocumentHasEveryKeyInOrder) {
@@ -271,7 +250,7 @@ TEST(HANABackupSet, NullOrEmptyKeyIsRefusedAndLogged) {
   EXPECT_FALSE(set.print_cstr(0, "", "x", 1));
   EXPECT_FALSE(set.print_uint(0, nullptr, 1));
   EXPECT_FALSE(set.print_uint(0, "", 1));
-  expect_key_refusals(capture, 4);
+  expect_key_refusals(capture, 4, "hana_backup_set.cpp");
   EXPECT_EQ(before, document_of(set));
 }
 
@@ -305,7 +284,7 @@ TEST(HANABackupSet, OverridesAreReachedThroughThePrinterBase) {
   EXPECT_EQ(4294967295ULL, set.database_backup_id);
   Log_Capture capture;
   EXPECT_FALSE(printer.print_uint(0, "", 1));
-  expect_key_refusals(capture, 1);
+  expect_key_refusals(capture, 1, "hana_backup_set.cpp");
 }
 
 TEST(HANABackupSet, RowTakenThroughIntakeIsWrittenBack) {
@@ -326,57 +305,34 @@ TEST(HANABackupSet, RowTakenThroughIntakeIsWrittenBack) {
 }
 
 TEST(HANABackupSet, StatementJoinsItsTableThenAddsItsColumns) {
-  Select_SQL sql("backup_set", "b");
-  HANA_Backup_Set::init_select_sql(sql, "b");
-  Select_SQL base("backup_set", "b");
-  Backup_Set::init_select_sql(base, "b");
-  ASSERT_GT(sql.columns().size(), base.columns().size());
-  EXPECT_TRUE(std::equal(base.columns().begin(), base.columns().end(), sql.columns().begin()));
-  EXPECT_EQ("backup_set", sql.from_table());
-  EXPECT_EQ("b", sql.from_alias());
-  EXPECT_EQ((Columns{{"h.lifeline", "lifeline"},
-                     {"h.sid", "sid"},
-                     {"h.system_version", "system_version"},
-                     {"h.instance_num", "instance_num"},
-                     {"h.instance_name", "instance_name"},
-                     {"h.extended_attrs", "extended_attrs"},
-                     {"h.database", "database"},
-                     {"h.database_backup_id", "database_backup_id"}}),
-            own_columns(sql));
-  ASSERT_EQ(1u, sql.joins().size());
-  EXPECT_EQ("hana_backup_set", sql.joins()[0].table);
-  EXPECT_EQ("h", sql.joins()[0].alias);
-  EXPECT_EQ("uuid=h.set_uuid", sql.joins()[0].condition);
-  EXPECT_FALSE(sql.inner(0));
+  expect_statement_joins_its_table<HANA_Backup_Set>({{"h.lifeline", "lifeline"},
+                                                     {"h.sid", "sid"},
+                                                     {"h.system_version", "system_version"},
+                                                     {"h.instance_num", "instance_num"},
+                                                     {"h.instance_name", "instance_name"},
+                                                     {"h.extended_attrs", "extended_attrs"},
+                                                     {"h.database", "database"},
+                                                     {"h.database_backup_id", "database_backup_id"}},
+                                                    "hana_backup_set", "h");
   // The join comes before the kind's columns.
   EXPECT_EQ(Backup_Set_Kind::JOIN_FIRST, HANA_Backup_Set::kind().selection());
 }
 
 TEST(HANABackupSet, StatementKeepsItsOwnAliasWhateverTheBaseAlias) {
+  expect_statement_keeps_its_alias<HANA_Backup_Set>(8, {"h.lifeline", "lifeline"}, "h");
   Select_SQL sql("x", "y");
   HANA_Backup_Set::init_select_sql(sql, "bs");
-  Select_SQL base("x", "y");
-  Backup_Set::init_select_sql(base, "bs");
-  ASSERT_EQ(base.columns().size() + 8, sql.columns().size());
-  EXPECT_TRUE(std::equal(base.columns().begin(), base.columns().end(), sql.columns().begin()));
   EXPECT_EQ("bs", sql.from_alias());
-  EXPECT_EQ((std::pair<std::string, std::string>("h.lifeline", "lifeline")), sql.columns()[base.columns().size()]);
-  ASSERT_EQ(1u, sql.joins().size());
-  EXPECT_EQ("uuid=h.set_uuid", sql.joins()[0].condition);
 }
 
 TEST(HANABackupSet, CatalogueModuleIsHana) {
-  HANA_Backup_Set set;
-  EXPECT_STREQ("hana", set.catalog_module);
-  EXPECT_EQ(0u, document_of(set).find(R"({"catalog_module":"hana",)"));
-  EXPECT_STREQ("hana", HANA_Backup_Set::kind().module());
+  expect_catalogue_module<HANA_Backup_Set>("hana");
   EXPECT_STREQ("HANA_Backup_Set", HANA_Backup_Set::kind().class_name());
   EXPECT_STREQ("hana_backup_set", HANA_Backup_Set::kind().table());
   EXPECT_STREQ("h", HANA_Backup_Set::kind().alias());
 }
 
 TEST(HANABackupSet, KindIsListedInTheRegistry) {
-  auto const& all = Backup_Set_Kinds::all();
-  EXPECT_NE(all.end(), std::find(all.begin(), all.end(), &HANA_Backup_Set::kind()));
+  expect_listed_in_registry<HANA_Backup_Set>();
   EXPECT_EQ(&HANA_Backup_Set::kind(), Backup_Set_Kinds::find("hana"));
 }

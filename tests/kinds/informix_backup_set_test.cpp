@@ -6,8 +6,6 @@
 
 #include <gtest/gtest.h>
 
-#include <ace/Log_Msg.h>
-
 #include "backup/backup_set/common/backup_set_kinds.h"
 #include "backup/backup_set/common/informix_backup_set.h"
 #include "platform/sql/select_sql.h"
@@ -21,26 +19,10 @@ using json_spirit::Value;
 
 namespace {
 
-typedef std::vector<std::pair<std::string, std::string>> Columns;
-
 // 2023-11-14 22:13:20 UTC.
 long long const T = 1700000000LL;
 // 253402271999 is 9999-12-31 23:59:59 eight hours east of UTC.
 char const NEVER_TEXT[] = "9999-12-31 15:59:59";
-
-bool cstr(database::sql::Query_Result_Printer& p, char const* key, std::string const& text) {
-  return p.print_cstr(0, key, text.data(), text.size());
-}
-
-void expect_key_refusals(Log_Capture const& capture, size_t count) {
-  auto const records = capture.records();
-  ASSERT_EQ(count, records.size()) << capture.dump();
-  for (auto const& record : records) {
-    EXPECT_EQ(static_cast<unsigned long>(LM_EMERGENCY), record.priority);
-    EXPECT_EQ(0u, record.text.find("Unexpected error in ")) << record.text;
-    EXPECT_NE(std::string::npos, record.text.find("key is NULL or \"\"")) << record.text;
-  }
-}
 
 }  // namespace
 
@@ -71,15 +53,11 @@ TEST(InformixBackupSet, SealTimeKeepsSixtyFourBits) {
 }
 
 TEST(InformixBackupSet, CatalogueModuleIsInformix) {
-  Informix_Backup_Set set;
-  EXPECT_STREQ("informix", set.catalog_module);
-  EXPECT_STREQ("informix", Informix_Backup_Set::kind().module());
-  EXPECT_EQ(0u, document_of(set).find(R"({"catalog_module":"informix",)"));
+  expect_catalogue_module<Informix_Backup_Set>("informix");
 }
 
 TEST(InformixBackupSet, KindIsRegistered) {
-  auto const& all = Backup_Set_Kinds::all();
-  EXPECT_NE(all.end(), std::find(all.begin(), all.end(), &Informix_Backup_Set::kind()));
+  expect_listed_in_registry<Informix_Backup_Set>();
   EXPECT_EQ(&Informix_Backup_Set::kind(), Backup_Set_Kinds::find("informix"));
 }
 
@@ -194,13 +172,11 @@ TEST(InformixBackupSet, NullOrEmptyKeyIsRefusedAndLogged) {
   std::string const before = document_of(set);
   EXPECT_FALSE(set.print_cstr(0, nullptr, "2023-11-14 22:13:20", 19));
   EXPECT_FALSE(set.print_cstr(0, "", "2023-11-14 22:13:20", 19));
-  expect_key_refusals(capture, 2);
-  for (auto const& record : capture.records())
-    EXPECT_NE(std::string::npos, record.text.find("informix_backup_set.cpp:")) << record.text;
+  expect_key_refusals(capture, 2, "informix_backup_set.cpp");
   capture.clear();
   EXPECT_FALSE(set.print_int(0, nullptr, 1));
   EXPECT_FALSE(set.print_int(0, "", 1));
-  expect_key_refusals(capture, 2);
+  expect_key_refusals(capture, 2, nullptr);
   EXPECT_EQ(before, document_of(set));
 }
 
@@ -229,5 +205,5 @@ TEST(InformixBackupSet, OverridesAreReachedThroughThePrinterBase) {
   EXPECT_EQ("ifx-host", set.host);
   Log_Capture capture;
   EXPECT_FALSE(p.print_cstr(0, "", "x", 1));
-  expect_key_refusals(capture, 1);
+  expect_key_refusals(capture, 1, nullptr);
 }

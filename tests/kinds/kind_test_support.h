@@ -1,13 +1,23 @@
 #ifndef TESTS_KINDS_KIND_TEST_SUPPORT_H
 #define TESTS_KINDS_KIND_TEST_SUPPORT_H
 
+#include <algorithm>
 #include <string>
 #include <utility>
 #include <vector>
 
+#include <gtest/gtest.h>
+
+#include <ace/Log_Msg.h>
+
 #include "backup/backup_set/common/backup_set.h"
+#include "backup/backup_set/common/backup_set_kinds.h"
 #include "platform/sql/select_sql.h"
 #include "tests/records/document.h"
+#include "tests/support/log_capture.h"
+
+// A statement's columns as (expression, key) pairs.
+typedef std::vector<std::pair<std::string, std::string>> Columns;
 
 // The document text a default Backup_Set writes before a kind's own keys,
 // with its closing brace removed, so a kind's document can be compared whole:
@@ -20,13 +30,116 @@ inline std::string base_prefix(char const* module) {
 }
 
 // The keys of a statement's columns after the base's, with their expressions.
-inline std::vector<std::pair<std::string, std::string>> own_columns(Select_SQL const& sql) {
+inline Columns own_columns(Select_SQL const& sql) {
   Select_SQL base("backup_set", "b");
   Backup_Set::init_select_sql(base, "b");
-  std::vector<std::pair<std::string, std::string>> out;
+  Columns out;
   auto const& all = sql.columns();
   for (size_t i = base.columns().size(); i < all.size(); ++i) out.push_back(all[i]);
   return out;
+}
+
+// One text column of a row, handed to a set (or any printer) at index 0.
+template <typename Printer>
+bool cstr(Printer& printer, char const* key, std::string const& text) {
+  return printer.print_cstr(0, key, text.data(), text.size());
+}
+
+// The document's text behind the base keys of a default set of `module`.
+template <typename Set>
+std::string own_keys(Set& set, char const* module) {
+  std::string const doc = document_of(set);
+  std::string const prefix = base_prefix(module);
+  EXPECT_EQ(0u, doc.find(prefix)) << doc;
+  return doc.substr(std::min(prefix.size(), doc.size()));
+}
+
+// Every captured record must be the refusal of a null or empty key, logged at
+// LM_EMERGENCY; from `source_file` (a name such as "db2_backup_set.cpp")
+// unless that is null.
+inline void expect_key_refusals(Log_Capture const& capture, size_t count, char const* source_file) {
+  auto const records = capture.records();
+  ASSERT_EQ(count, records.size()) << capture.dump();
+  for (auto const& record : records) {
+    EXPECT_EQ(static_cast<unsigned long>(LM_EMERGENCY), record.priority);
+    EXPECT_EQ(0u, record.text.find("Unexpected error in ")) << record.text;
+    if (source_file) {
+      EXPECT_NE(std::string::npos, record.text.find(std::string(source_file) + ":")) << record.text;
+    }
+    EXPECT_NE(std::string::npos, record.text.find("key is NULL or \"\"")) << record.text;
+  }
+}
+
+// How often `needle` stands in `text`, overlapping matches included.
+inline size_t occurrences(std::string const& text, std::string const& needle) {
+  size_t n = 0;
+  for (size_t at = text.find(needle); at != std::string::npos; at = text.find(needle, at + 1)) ++n;
+  return n;
+}
+
+
+// A fresh set of kind Set generates successfully, and its document is the
+// base's keys for `module` followed by `own_text` (the kind's keys and the
+// closing brace).
+template <typename Set>
+void expect_default_document(char const* module, char const* own_text) {
+  Set set;
+  Generated doc = generate_text(set);
+  EXPECT_TRUE(doc.ok);
+  EXPECT_EQ(base_prefix(module) + own_text, doc.text);
+}
+
+// A fresh set of kind Set, its kind and its document's first key all name
+// `module`.
+template <typename Set>
+void expect_catalogue_module(char const* module) {
+  Set set;
+  EXPECT_STREQ(module, set.catalog_module);
+  EXPECT_STREQ(module, Set::kind().module());
+  EXPECT_EQ(0u, document_of(set).find(std::string(R"({"catalog_module":")") + module + "\","));
+}
+
+// The registry lists the kind of Set.
+template <typename Set>
+void expect_listed_in_registry() {
+  auto const& all = Backup_Set_Kinds::all();
+  EXPECT_NE(all.end(), std::find(all.begin(), all.end(), &Set::kind()));
+}
+
+// Set's statement on backup_set b: the base's columns first, then `own`, and
+// one outer join of `table` as `alias` on the set's uuid.
+template <typename Set>
+void expect_statement_joins_its_table(Columns const& own, char const* table, char const* alias) {
+  Select_SQL sql("backup_set", "b");
+  Set::init_select_sql(sql, "b");
+  Select_SQL base("backup_set", "b");
+  Backup_Set::init_select_sql(base, "b");
+  ASSERT_GT(sql.columns().size(), base.columns().size());
+  EXPECT_TRUE(std::equal(base.columns().begin(), base.columns().end(), sql.columns().begin()));
+  EXPECT_EQ("backup_set", sql.from_table());
+  EXPECT_EQ("b", sql.from_alias());
+  EXPECT_EQ(own, own_columns(sql));
+  ASSERT_EQ(1u, sql.joins().size());
+  EXPECT_EQ(table, sql.joins()[0].table);
+  EXPECT_EQ(alias, sql.joins()[0].alias);
+  EXPECT_EQ(std::string("uuid=") + alias + ".set_uuid", sql.joins()[0].condition);
+  EXPECT_FALSE(sql.inner(0));
+}
+
+// Set's statement with the caller's alias "bs" on table x as y: the base's
+// columns (given "bs") first, then `own_count` more starting with `first`,
+// and the join still on `alias`.
+template <typename Set>
+void expect_statement_keeps_its_alias(size_t own_count, Select_SQL::Column const& first, char const* alias) {
+  Select_SQL sql("x", "y");
+  Set::init_select_sql(sql, "bs");
+  Select_SQL base("x", "y");
+  Backup_Set::init_select_sql(base, "bs");
+  ASSERT_EQ(base.columns().size() + own_count, sql.columns().size());
+  EXPECT_TRUE(std::equal(base.columns().begin(), base.columns().end(), sql.columns().begin()));
+  EXPECT_EQ(first, sql.columns()[base.columns().size()]);
+  ASSERT_EQ(1u, sql.joins().size());
+  EXPECT_EQ(std::string("uuid=") + alias + ".set_uuid", sql.joins()[0].condition);
 }
 
 #endif

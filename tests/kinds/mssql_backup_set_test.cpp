@@ -25,27 +25,16 @@ char const DEFAULT_KEYS[] =
     R"("backup_type":"","compression":"","merged":false,"vss_backupstamp":"","stage_id":"","snapshot_id":"",)"
     R"("vss_group":0,"channels":1,"piece_name":"","pool_retention":0,"pool_url":"","file_list":[]})";
 
-// The document's text behind the (default) base keys.
-std::string own_keys(MSSQL_Backup_Set& set) {
-  std::string const doc = document_of(set);
-  std::string const prefix = base_prefix("");
-  EXPECT_EQ(0u, doc.find(prefix)) << doc;
-  return doc.substr(std::min(prefix.size(), doc.size()));
-}
-
 }  // namespace
 
 TEST(MSSQLBackupSet, DefaultDocumentIsBaseKeysThenEveryOwnKey) {
-  MSSQL_Backup_Set set;
-  Generated doc = generate_text(set);
-  EXPECT_TRUE(doc.ok);
-  EXPECT_EQ(base_prefix("") + DEFAULT_KEYS, doc.text);
+  expect_default_document<MSSQL_Backup_Set>("", DEFAULT_KEYS);
 }
 
 TEST(MSSQLBackupSet, FreshSetWritesOneChannelAndEmptyFileListLast) {
   MSSQL_Backup_Set set;
   EXPECT_EQ(1, set.channels);
-  std::string const keys = own_keys(set);
+  std::string const keys = own_keys(set, "");
   EXPECT_NE(std::string::npos, keys.find(R"("channels":1,)")) << keys;
   EXPECT_NE(std::string::npos, keys.find(R"("recovery_model":0,)")) << keys;
   EXPECT_NE(std::string::npos, keys.find(R"("merged":false,)")) << keys;
@@ -108,15 +97,11 @@ TEST(MSSQLBackupSet, FilledDocumentKeepsWidthsAndKeyOrder) {
 }
 
 TEST(MSSQLBackupSet, CatalogueModuleIsEmpty) {
-  MSSQL_Backup_Set set;
-  EXPECT_STREQ("", set.catalog_module);
-  EXPECT_STREQ("", MSSQL_Backup_Set::kind().module());
-  EXPECT_EQ(0u, document_of(set).find(R"({"catalog_module":"",)"));
+  expect_catalogue_module<MSSQL_Backup_Set>("");
 }
 
 TEST(MSSQLBackupSet, KindIsRegistered) {
-  auto const& all = Backup_Set_Kinds::all();
-  EXPECT_NE(all.end(), std::find(all.begin(), all.end(), &MSSQL_Backup_Set::kind()));
+  expect_listed_in_registry<MSSQL_Backup_Set>();
 }
 
 TEST(MSSQLBackupSet, StatementIsTheBasesOwn) {

@@ -6,8 +6,6 @@
 
 #include <gtest/gtest.h>
 
-#include <ace/Log_Msg.h>
-
 #include "backup/backup_set/common/backup_set_kinds.h"
 #include "backup/backup_set/common/mysql_backup_set.h"
 #include "platform/sql/select_sql.h"
@@ -23,28 +21,6 @@ namespace {
 
 // What a fresh set writes behind the base keys, without the closing brace.
 char const ALWAYS[] = R"("seq":0,"mtf":false,"channels":0,"gtid_type":false,"group_id":0)";
-
-bool cstr(MySQL_Backup_Set& set, char const* key, std::string const& text) {
-  return set.print_cstr(0, key, text.data(), text.size());
-}
-
-// The document's text behind the (default) base keys.
-std::string own_keys(MySQL_Backup_Set& set) {
-  std::string const doc = document_of(set);
-  std::string const prefix = base_prefix("");
-  EXPECT_EQ(0u, doc.find(prefix)) << doc;
-  return doc.substr(std::min(prefix.size(), doc.size()));
-}
-
-void expect_key_refused(Log_Capture const& capture, size_t count) {
-  ASSERT_EQ(count, capture.size()) << capture.dump();
-  for (auto const& record : capture.records()) {
-    EXPECT_EQ(static_cast<unsigned long>(LM_EMERGENCY), record.priority);
-    EXPECT_EQ(0u, record.text.find("Unexpected error in ")) << record.text;
-    EXPECT_NE(std::string::npos, record.text.find("mysql_backup_set.cpp:")) << record.text;
-    EXPECT_NE(std::string::npos, record.text.find("key is NULL or \"\"")) << record.text;
-  }
-}
 
 struct Text_Key {
   char const* key;
@@ -68,15 +44,12 @@ Text_Key const TEXT_KEYS[] = {
 }  // namespace
 
 TEST(MySQLBackupSet, DefaultDocumentIsBaseKeysThenAlwaysWrittenKeys) {
-  MySQL_Backup_Set set;
-  Generated doc = generate_text(set);
-  EXPECT_TRUE(doc.ok);
-  EXPECT_EQ(base_prefix("") + R"("seq":0,"mtf":false,"channels":0,"gtid_type":false,"group_id":0})", doc.text);
+  expect_default_document<MySQL_Backup_Set>("", R"("seq":0,"mtf":false,"channels":0,"gtid_type":false,"group_id":0})");
 }
 
 TEST(MySQLBackupSet, FreshSetWritesOnlyTheFiveAlwaysWrittenKeys) {
   MySQL_Backup_Set set;
-  EXPECT_EQ(std::string(ALWAYS) + "}", own_keys(set));
+  EXPECT_EQ(std::string(ALWAYS) + "}", own_keys(set, ""));
 }
 
 TEST(MySQLBackupSet, FreshSetHoldsNotKnownMarks) {
@@ -154,7 +127,7 @@ TEST(MySQLBackupSet, ZeroIsWrittenWhereOnlyMinusOneIsLeftOut) {
   set.next_log_pos = 0;
   EXPECT_EQ(std::string(ALWAYS) +
                 R"(,"timezone_offset":0,"start_log_pos":0,"next_log_pos":0,"cycle":0,"point":0,"level":0})",
-            own_keys(set));
+            own_keys(set, ""));
 }
 
 TEST(MySQLBackupSet, EachNumberLeftOutOnlyAtMinusOne) {
@@ -168,9 +141,9 @@ TEST(MySQLBackupSet, EachNumberLeftOutOnlyAtMinusOne) {
   for (auto const& n : narrow) {
     MySQL_Backup_Set set;
     set.*n.field = -2;
-    EXPECT_EQ(std::string(ALWAYS) + ",\"" + n.key + "\":-2}", own_keys(set)) << n.key;
+    EXPECT_EQ(std::string(ALWAYS) + ",\"" + n.key + "\":-2}", own_keys(set, "")) << n.key;
     set.*n.field = -1;
-    EXPECT_EQ(std::string(ALWAYS) + "}", own_keys(set)) << n.key;
+    EXPECT_EQ(std::string(ALWAYS) + "}", own_keys(set, "")) << n.key;
   }
   struct {
     char const* key;
@@ -180,9 +153,9 @@ TEST(MySQLBackupSet, EachNumberLeftOutOnlyAtMinusOne) {
   for (auto const& w : wide) {
     MySQL_Backup_Set set;
     set.*w.field = 4294967295LL;
-    EXPECT_EQ(std::string(ALWAYS) + ",\"" + w.key + "\":4294967295}", own_keys(set)) << w.key;
+    EXPECT_EQ(std::string(ALWAYS) + ",\"" + w.key + "\":4294967295}", own_keys(set, "")) << w.key;
     set.*w.field = -1;
-    EXPECT_EQ(std::string(ALWAYS) + "}", own_keys(set)) << w.key;
+    EXPECT_EQ(std::string(ALWAYS) + "}", own_keys(set, "")) << w.key;
   }
 }
 
@@ -190,7 +163,7 @@ TEST(MySQLBackupSet, EachStringWrittenOnlyWhenNotEmpty) {
   for (Text_Key const& t : TEXT_KEYS) {
     MySQL_Backup_Set set;
     set.*t.field = "v";
-    EXPECT_EQ(std::string(ALWAYS) + ",\"" + t.key + "\":\"v\"}", own_keys(set)) << t.key;
+    EXPECT_EQ(std::string(ALWAYS) + ",\"" + t.key + "\":\"v\"}", own_keys(set, "")) << t.key;
   }
 }
 
@@ -200,16 +173,16 @@ TEST(MySQLBackupSet, AlwaysWrittenKeysStayAtZero) {
   set.channels = 2;
   set.group_id = 3;
   set.mtf = true;
-  EXPECT_EQ(R"("seq":1,"mtf":true,"channels":2,"gtid_type":false,"group_id":3})", own_keys(set));
+  EXPECT_EQ(R"("seq":1,"mtf":true,"channels":2,"gtid_type":false,"group_id":3})", own_keys(set, ""));
 }
 
 TEST(MySQLBackupSet, TimesWrittenAsTextOnlyWhenNotZero) {
   MySQL_Backup_Set set;
   set.binlog_create_time = 1699990000;
-  EXPECT_EQ(std::string(ALWAYS) + R"(,"binlog_create_time":"2023-11-14 19:26:40"})", own_keys(set));
+  EXPECT_EQ(std::string(ALWAYS) + R"(,"binlog_create_time":"2023-11-14 19:26:40"})", own_keys(set, ""));
   set.binlog_create_time = 0;
   set.backup_time = 1700000000;
-  EXPECT_EQ(std::string(ALWAYS) + R"(,"backup_time":"2023-11-14 22:13:20"})", own_keys(set));
+  EXPECT_EQ(std::string(ALWAYS) + R"(,"backup_time":"2023-11-14 22:13:20"})", own_keys(set, ""));
 }
 
 TEST(MySQLBackupSet, OneArgumentAddFileFillsOnlyTheFile) {
@@ -220,7 +193,7 @@ TEST(MySQLBackupSet, OneArgumentAddFileFillsOnlyTheFile) {
   EXPECT_EQ("a.ibd", set.backup_files[0].file);
   EXPECT_EQ("", set.backup_files[0].vc_name);
   EXPECT_EQ(std::string(ALWAYS) + R"(,"backup_files":[{"database":"","vc_name":"","file":"a.ibd"}]})",
-            own_keys(set));
+            own_keys(set, ""));
 }
 
 TEST(MySQLBackupSet, ThreeArgumentAddFileWithoutVcNameLeavesItEmpty) {
@@ -231,7 +204,7 @@ TEST(MySQLBackupSet, ThreeArgumentAddFileWithoutVcNameLeavesItEmpty) {
   EXPECT_EQ("f1", set.backup_files[0].file);
   EXPECT_EQ("", set.backup_files[0].vc_name);
   EXPECT_EQ(std::string(ALWAYS) + R"(,"backup_files":[{"database":"db1","vc_name":"","file":"f1"}]})",
-            own_keys(set));
+            own_keys(set, ""));
 }
 
 TEST(MySQLBackupSet, ThreeArgumentAddFileCopiesVcName) {
@@ -242,7 +215,7 @@ TEST(MySQLBackupSet, ThreeArgumentAddFileCopiesVcName) {
   ASSERT_EQ(1u, set.backup_files.size());
   EXPECT_EQ("vc1", set.backup_files[0].vc_name);
   EXPECT_EQ(std::string(ALWAYS) + R"(,"backup_files":[{"database":"db1","vc_name":"vc1","file":"f1"}]})",
-            own_keys(set));
+            own_keys(set, ""));
 }
 
 TEST(MySQLBackupSet, BackupFilesKeepInsertionOrder) {
@@ -252,19 +225,15 @@ TEST(MySQLBackupSet, BackupFilesKeepInsertionOrder) {
   EXPECT_EQ(std::string(ALWAYS) +
                 R"(,"backup_files":[{"database":"","vc_name":"","file":"z.ibd"},)"
                 R"({"database":"db","vc_name":"","file":"a.ibd"}]})",
-            own_keys(set));
+            own_keys(set, ""));
 }
 
 TEST(MySQLBackupSet, CatalogueModuleIsEmpty) {
-  MySQL_Backup_Set set;
-  EXPECT_STREQ("", set.catalog_module);
-  EXPECT_STREQ("", MySQL_Backup_Set::kind().module());
-  EXPECT_EQ(0u, document_of(set).find(R"({"catalog_module":"",)"));
+  expect_catalogue_module<MySQL_Backup_Set>("");
 }
 
 TEST(MySQLBackupSet, KindIsRegistered) {
-  auto const& all = Backup_Set_Kinds::all();
-  EXPECT_NE(all.end(), std::find(all.begin(), all.end(), &MySQL_Backup_Set::kind()));
+  expect_listed_in_registry<MySQL_Backup_Set>();
 }
 
 TEST(MySQLBackupSet, StatementAddsNothingAtAll) {
@@ -334,7 +303,7 @@ TEST(MySQLBackupSet, IntegerColumnsKeepLow32Bits) {
   EXPECT_EQ(-1, set.cycle);
   EXPECT_EQ(R"("seq":4294967295,"mtf":false,"channels":0,"gtid_type":false,"group_id":-2147483648,)"
             R"("timezone_offset":5})",
-            own_keys(set));
+            own_keys(set, ""));
 }
 
 TEST(MySQLBackupSet, FlagsAreIntegerNotZero) {
@@ -365,7 +334,7 @@ TEST(MySQLBackupSet, TimeColumnsAreReadFromIsoText) {
   EXPECT_EQ(1700000000 - 8 * 3600, set.binlog_create_time);
   EXPECT_EQ(std::string(ALWAYS) +
                 R"(,"binlog_create_time":"2023-11-14 14:13:20","backup_time":"2023-11-14 22:13:20"})",
-            own_keys(set));
+            own_keys(set, ""));
 }
 
 TEST(MySQLBackupSet, TimeTextIsReadOnlyUpToItsLength) {
@@ -390,7 +359,7 @@ TEST(MySQLBackupSet, BackupTimeConvertingToZeroLeavesKeyOut) {
   set.backup_time = 1700000000;
   EXPECT_TRUE(cstr(set, "backup_time", "1970-01-01 00:00:00"));
   EXPECT_EQ(0, set.backup_time);
-  std::string const keys = own_keys(set);
+  std::string const keys = own_keys(set, "");
   EXPECT_EQ(std::string::npos, keys.find("backup_time")) << keys;
   EXPECT_EQ(std::string(ALWAYS) + "}", keys);
 }
@@ -406,7 +375,7 @@ TEST(MySQLBackupSet, GtidArraysAreTakenAndReplaced) {
   EXPECT_EQ(end, set.end_gtids);
   EXPECT_EQ(std::string(ALWAYS) +
                 R"(,"start_gtids":["uuid-a:1-10",7,{"channel":"c1"}],"end_gtids":["uuid-a:1-20"]})",
-            own_keys(set));
+            own_keys(set, ""));
 }
 
 TEST(MySQLBackupSet, EmptyGtidArrayIsTakenAndLeavesKeyOut) {
@@ -414,7 +383,7 @@ TEST(MySQLBackupSet, EmptyGtidArrayIsTakenAndLeavesKeyOut) {
   set.end_gtids = Array{Value("x")};
   EXPECT_TRUE(set.print_json(0, "end_gtids", Value(Array())));
   EXPECT_TRUE(set.end_gtids.empty());
-  EXPECT_EQ(std::string(ALWAYS) + "}", own_keys(set));
+  EXPECT_EQ(std::string(ALWAYS) + "}", own_keys(set, ""));
 }
 
 TEST(MySQLBackupSet, GtidKeyWithObjectIsLeftToTheBase) {
@@ -497,7 +466,7 @@ TEST(MySQLBackupSet, NullOrEmptyKeyFailsAndLogsEmergency) {
   EXPECT_FALSE(set.print_int(0, "", 1));
   EXPECT_FALSE(set.print_json(0, nullptr, Value(Array())));
   EXPECT_FALSE(set.print_json(0, "", Value(Array())));
-  expect_key_refused(capture, 6);
+  expect_key_refusals(capture, 6, "mysql_backup_set.cpp");
   EXPECT_EQ(before, document_of(set));
 }
 
@@ -514,5 +483,5 @@ TEST(MySQLBackupSet, OverridesAreReachedThroughThePrinterInterface) {
   EXPECT_EQ(1700000000, set.binlog_create_time);
   Log_Capture capture;
   EXPECT_FALSE(printer.print_json(0, "", Value()));
-  expect_key_refused(capture, 1);
+  expect_key_refusals(capture, 1, "mysql_backup_set.cpp");
 }

@@ -7,8 +7,6 @@
 
 #include <gtest/gtest.h>
 
-#include <ace/Log_Msg.h>
-
 #include "backup/backup_set/common/backup_set_kinds.h"
 #include "backup/backup_set/common/sharepoint_backup_set.h"
 #include "platform/sql/select_sql.h"
@@ -22,23 +20,6 @@ using json_spirit::Object;
 using json_spirit::Value;
 
 namespace {
-
-typedef std::vector<std::pair<std::string, std::string>> Columns;
-
-bool cstr(database::sql::Query_Result_Printer& p, char const* key, std::string const& text) {
-  return p.print_cstr(0, key, text.data(), text.size());
-}
-
-void expect_key_refusals(Log_Capture const& capture, size_t count) {
-  auto const records = capture.records();
-  ASSERT_EQ(count, records.size()) << capture.dump();
-  for (auto const& record : records) {
-    EXPECT_EQ(static_cast<unsigned long>(LM_EMERGENCY), record.priority);
-    EXPECT_EQ(0u, record.text.find("Unexpected error in ")) << record.text;
-    EXPECT_NE(std::string::npos, record.text.find("sharepoint_backup_set.cpp:")) << record.text;
-    EXPECT_NE(std::string::npos, record.text.find("key is NULL or \"\"")) << record.text;
-  }
-}
 
 }  // namespace
 
@@ -77,15 +58,11 @@ TEST(SharePointBackupSet, RevisionIsSixtyFourBits) {
 }
 
 TEST(SharePointBackupSet, CatalogueModuleIsSharePoint) {
-  SharePoint_Backup_Set set;
-  EXPECT_STREQ("sharepoint", set.catalog_module);
-  EXPECT_STREQ("sharepoint", SharePoint_Backup_Set::kind().module());
-  EXPECT_EQ(0u, document_of(set).find(R"({"catalog_module":"sharepoint",)"));
+  expect_catalogue_module<SharePoint_Backup_Set>("sharepoint");
 }
 
 TEST(SharePointBackupSet, KindIsRegistered) {
-  auto const& all = Backup_Set_Kinds::all();
-  EXPECT_NE(all.end(), std::find(all.begin(), all.end(), &SharePoint_Backup_Set::kind()));
+  expect_listed_in_registry<SharePoint_Backup_Set>();
   EXPECT_EQ(&SharePoint_Backup_Set::kind(), Backup_Set_Kinds::find("sharepoint"));
 }
 
@@ -202,7 +179,7 @@ TEST(SharePointBackupSet, NullOrEmptyKeyIsRefusedAndLogged) {
   EXPECT_FALSE(set.print_cstr(0, "", "x", 1));
   EXPECT_FALSE(set.print_int(0, nullptr, 1));
   EXPECT_FALSE(set.print_int(0, "", 1));
-  expect_key_refusals(capture, 4);
+  expect_key_refusals(capture, 4, "sharepoint_backup_set.cpp");
   EXPECT_EQ(before, document_of(set));
 }
 
@@ -233,5 +210,5 @@ TEST(SharePointBackupSet, OverridesAreReachedThroughThePrinterBase) {
   Log_Capture capture;
   EXPECT_FALSE(p.print_int(0, nullptr, 1));
   EXPECT_FALSE(cstr(p, "", "x"));
-  expect_key_refusals(capture, 2);
+  expect_key_refusals(capture, 2, "sharepoint_backup_set.cpp");
 }

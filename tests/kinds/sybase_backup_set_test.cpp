@@ -4,8 +4,6 @@
 
 #include <gtest/gtest.h>
 
-#include <ace/Log_Msg.h>
-
 #include "backup/backup_set/common/backup_set_kinds.h"
 #include "backup/backup_set/common/sybase_backup_set.h"
 #include "platform/sql/select_sql.h"
@@ -16,10 +14,6 @@
 using json_spirit::Value;
 
 namespace {
-
-bool cstr(database::sql::Query_Result_Printer& p, char const* key, std::string const& text) {
-  return p.print_cstr(0, key, text.data(), text.size());
-}
 
 void fill(Sybase_Backup_Set& set) {
   set.resource_name = "ASE \"prod\"";
@@ -68,15 +62,11 @@ TEST(SybaseBackupSet, DeviceSizeKeepsSixtyFourBits) {
 }
 
 TEST(SybaseBackupSet, CatalogueModuleIsSybase) {
-  Sybase_Backup_Set set;
-  EXPECT_STREQ("sybase", set.catalog_module);
-  EXPECT_STREQ("sybase", Sybase_Backup_Set::kind().module());
-  EXPECT_EQ(0u, document_of(set).find(R"({"catalog_module":"sybase",)"));
+  expect_catalogue_module<Sybase_Backup_Set>("sybase");
 }
 
 TEST(SybaseBackupSet, KindIsRegistered) {
-  auto const& all = Backup_Set_Kinds::all();
-  EXPECT_NE(all.end(), std::find(all.begin(), all.end(), &Sybase_Backup_Set::kind()));
+  expect_listed_in_registry<Sybase_Backup_Set>();
   EXPECT_EQ(&Sybase_Backup_Set::kind(), Backup_Set_Kinds::find("sybase"));
 }
 
@@ -123,13 +113,7 @@ TEST(SybaseBackupSet, NullOrEmptyKeyIsRefusedByTheBase) {
   EXPECT_FALSE(set.print_cstr(0, nullptr, "x", 1));
   EXPECT_FALSE(set.print_cstr(0, "", "x", 1));
   EXPECT_FALSE(set.print_int(0, "", 1));
-  auto const records = capture.records();
-  ASSERT_EQ(3u, records.size()) << capture.dump();
-  for (auto const& record : records) {
-    EXPECT_EQ(static_cast<unsigned long>(LM_EMERGENCY), record.priority);
-    EXPECT_EQ(0u, record.text.find("Unexpected error in ")) << record.text;
-    EXPECT_NE(std::string::npos, record.text.find("key is NULL or \"\"")) << record.text;
-  }
+  expect_key_refusals(capture, 3, nullptr);
 }
 
 TEST(SybaseBackupSet, UriFormatPutsStreamNumberBeforeTheExtension) {
