@@ -12,6 +12,9 @@
 
 #include "backup/backup_set/common/backup_set.h"
 #include "backup/backup_set/common/backup_set_storage_selector.h"
+#include "backup/backup_set/common/dmdb_backup_set.h"
+#include "backup/backup_set/common/dmdb_log_backup_set.h"
+#include "backup/backup_set/common/file_backup_set.h"
 #include "backup/backup_set/common/library_version.h"
 #include "backup/backup_set/common/resource_type.h"
 #include "backup/backup_set/common/catalog_operator.h"
@@ -91,6 +94,8 @@ void print_row(json_spirit::Value const& row, Catalog_Operator const& op) {
     printf("      restore reads from pool: %s\n",
            selector.pool_uuid().empty() ? "(none qualifies)" : selector.pool_uuid().c_str());
   }
+  if (json_spirit::Value const* own = json_spirit::object_find(o, "application", json_spirit::obj_type))
+    printf("      its kind's keys as stored: %s\n", JSON_Dump(*own).c_str());
   json_spirit::Value pieces;
   if (op.get_view("backup_set", "pieces", {{"uuid", json_spirit::Value(text("uuid"))}}, pieces))
     printf("      %zu pieces in the catalogue\n", pieces.get_obj().at("rows").get_array().size());
@@ -174,7 +179,7 @@ int main() {
   printf("backupset %s demo\n\n", backupset_version());
 
   // A nightly file-system backup: a handful of files in one online pool.
-  Backup_Set files(resource_type_to_name(RESOURCE_TYPE_FILE));
+  File_Backup_Set files;
   files.uuid = "6f1c2a8e-3b4d-4e5f-8a9b-0c1d2e3f4a5b";
   files.name = "fs01 /srv/data nightly";
   files.job_instance_uuid = "9f8e7d6c-5b4a-4392-8170-6f5e4d3c2b1a";
@@ -188,6 +193,11 @@ int main() {
   files.first_time = 1714521600;
   files.last_time = 1714522500;
   fill_host(files, "fs01.example.lan");
+  files.seq = 412;
+  files.channels = 2;
+  files.hash_algorithm = "sha256";
+  files.pool_type = "disk";
+  files.encryption = "aes-256-gcm";
   files.add_piece("/backup/2024-05-01/job-9f8e7d6c/vol-00/file-000000000.dat", 1073741824ULL);
   files.add_piece("/backup/2024-05-01/job-9f8e7d6c/vol-00/file-000000001.dat", 1073741824ULL);
   files.add_piece("/backup/2024-05-01/job-9f8e7d6c/vol-01/file-000000002.dat", 52428800ULL);
@@ -196,25 +206,37 @@ int main() {
   files.storages.back().state.set_bits(Backup_Set_State::ONLINE);
   show("file-system set, one storage", files);
 
-  // An incremental database backup whose primary copy went offline; an
+  // An incremental DM database backup whose primary copy went offline; an
   // online replica in a second pool is where a restore should read from.
-  Backup_Set database(resource_type_to_name(RESOURCE_TYPE_POSTGRES));
+  DMDB_Backup_Set database;
   database.uuid = "7a8b9c0d-1e2f-4a3b-8c4d-5e6f7a8b9c0d";
-  database.name = "pg-main incremental";
-  database.agent = "pg-agent/2.0.3";
+  database.name = "dm-main incremental";
+  database.agent = "dm-agent/2.0.3";
   database.type = "incremental";
-  database.instance = "main";
-  database.instance_version = "15.6";
+  database.instance = "DMSERVER";
+  database.instance_version = "8.1";
+  database.seq = 7;
+  database.backup_version = 4000;
+  database.object = "database";
+  database.compression = "level5";
+  database.backup_set = "DB_INCR_2024_05_01";
+  database.backup_base = "DB_FULL_2024_04_28";
+  database.arch_log_start = 23817024;
+  database.arch_log_end = 23855104;
+  database.permanent_db_magic = 1234567890123LL;
+  database.db_magic = 987654321;
+  database.page_size = 8192;
+  database.extent_size = 16;
+  database.backup_files["DB_INCR_2024_05_01.bak"] = "/backup/dm-main/2024-05-01T0100/DB_INCR_2024_05_01.bak";
   database.first_scn = 0x16B3740;
   database.last_scn = 0x16C0000;
   database.backup_start_time = 1714525200;
   database.backup_end_time = 1714525380;
   database.parents.push_back("1f2e3d4c-5b6a-4798-8a7b-6c5d4e3f2a1b");
   fill_host(database, "db01.example.lan");
-  database.add_directory_piece("/backup/pg-main/2024-05-01T0100/base", 0);
-  database.add_directory_piece("/backup/pg-main/2024-05-01T0100/wal", 0);
-  database.add_piece("/backup/pg-main/2024-05-01T0100/base/16384.tar", 734003200ULL);
-  database.add_piece("/backup/pg-main/2024-05-01T0100/wal/00000001000000000000002A", 16777216ULL);
+  database.add_directory_piece("/backup/dm-main/2024-05-01T0100", 0);
+  database.add_piece("/backup/dm-main/2024-05-01T0100/DB_INCR_2024_05_01.bak", 734003200ULL);
+  database.add_piece("/backup/dm-main/2024-05-01T0100/DB_INCR_2024_05_01_1.bak", 16777216ULL);
   database.size = 750780416LL;
   Backup_Set_Storage primary;
   primary.pool_uuid = "5e6f7081-92a3-44b5-c6d7-e8f90a1b2c34";
@@ -230,14 +252,22 @@ int main() {
   show("database set, online replica and offline primary", database);
 
   // The replica only exists virtually, so the nearline primary is all there is.
-  Backup_Set archive(resource_type_to_name(RESOURCE_TYPE_ORACLE));
+  DMDB_Log_Backup_Set archive;
   archive.uuid = "8b9c0d1e-2f3a-4b4c-9d5e-6f7a8b9c0d1e";
-  archive.name = "orcl archive logs";
-  archive.agent = "ora-agent/5.1.0";
+  archive.name = "dm-main archive logs";
+  archive.agent = "dm-agent/2.0.3";
   archive.type = "archivelog";
   archive.backup_start_time = 1714528800;
-  archive.add_directory_piece("/backup/orcl/arch", 0);
-  archive.add_piece("/backup/orcl/arch/1_4711_1122334455.arc", 209715200ULL);
+  archive.seq = 8;
+  archive.dm_type = 2;
+  archive.backup_set = "ARCH_2024_05_01";
+  archive.arch_start_time = "2024-05-01 00:00:00";
+  archive.arch_end_time = "2024-05-01 02:00:00";
+  archive.timezone_offset = 480;
+  archive.number = 3;
+  archive.active = true;
+  archive.add_directory_piece("/backup/dm-main/arch", 0);
+  archive.add_piece("/backup/dm-main/arch/ARCHIVE_LOCAL1_0x5C1A2B3C_EP0_2024-05-01.log", 209715200ULL);
   archive.add_storage("708192a3-b4c5-46d7-e8f9-0a1b2c3d4e56", 209715200LL,
                       json_spirit::Object{{"tier", json_spirit::Value("tape")}});
   archive.storages.back().state = Backup_Set_State(Backup_Set_State::NEARLINE);
