@@ -9,6 +9,7 @@
 #include <thread>
 #include <tuple>
 
+#include "tests/support/common_fields.h"
 #include "backup/backup_set/common/backup_piece.h"
 #include "backup/backup_set/common/backup_set.h"
 #include "backup/backup_set/common/backup_set_result_handler.h"
@@ -216,32 +217,7 @@ class CatalogOperatorsTest : public ::testing::TestWithParam<std::tuple<Catalog_
   }
 
   static void expect_same_set(Backup_Set const& want, Backup_Set const& got) {
-    EXPECT_EQ(want.uuid, got.uuid);
-    EXPECT_EQ(want.name, got.name);
-    EXPECT_EQ(want.definition_uuid, got.definition_uuid);
-    EXPECT_EQ(want.job_instance_uuid, got.job_instance_uuid);
-    EXPECT_EQ(want.uid, got.uid);
-    EXPECT_EQ(want.host_uuid, got.host_uuid);
-    EXPECT_EQ(want.resource_uuid, got.resource_uuid);
-    EXPECT_EQ(want.minor_resource_id, got.minor_resource_id);
-    EXPECT_EQ(want.minor_resource_name, got.minor_resource_name);
-    EXPECT_EQ(want.agent, got.agent);
-    EXPECT_EQ(want.incarnation, got.incarnation);
-    EXPECT_EQ(want.type, got.type);
-    EXPECT_EQ(want.first_time, got.first_time);
-    EXPECT_EQ(want.last_time, got.last_time);
-    EXPECT_EQ(want.backup_start_time, got.backup_start_time);
-    EXPECT_EQ(want.backup_end_time, got.backup_end_time);
-    EXPECT_EQ(want.source_size, got.source_size);
-    EXPECT_EQ(want.size, got.size);
-    EXPECT_EQ(want.uri, got.uri);
-    EXPECT_EQ(want.host, got.host);
-    EXPECT_EQ(want.instance, got.instance);
-    EXPECT_EQ(want.instance_version, got.instance_version);
-    EXPECT_EQ(want.first_scn, got.first_scn);
-    EXPECT_EQ(want.last_scn, got.last_scn);
-    EXPECT_TRUE(want.resource_tree == got.resource_tree) << JSON_Dump(Value(got.resource_tree));
-    EXPECT_TRUE(want.extended_attrs == got.extended_attrs) << JSON_Dump(Value(got.extended_attrs));
+    expect_common_fields(want, got);
     EXPECT_TRUE(want.uname == got.uname) << JSON_Dump(Value(got.uname));
     EXPECT_TRUE(want.lsb == got.lsb) << JSON_Dump(Value(got.lsb));
     ASSERT_EQ(want.storages.size(), got.storages.size());
