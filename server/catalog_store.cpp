@@ -135,35 +135,39 @@ Binding_Value column_binding(Kind_Field const& f, Value const* v) {
       if (f.flags & Kind_Field::INTAKE_INT) return Binding_Value(v->get_bool() ? 1LL : 0LL);
       return Binding_Value(v->get_bool());
     case Kind_Field::ARRAY:
+    case Kind_Field::OBJECT: return Binding_Value(JSON_Dump(*v));
     case Kind_Field::CUSTOM: break;
   }
   return Binding_Value();
 }
 
-// The kind's member-table row: what its select statement reads, taken from
-// the application part. A set whose document holds none of those keys gets
-// no row (the statement's LEFT JOIN reads it all the same).
+// The kind's member-table rows: what its select statement reads, taken
+// from the application part. A table none of whose keys the document holds
+// gets no row (the statement's LEFT JOIN reads the set all the same).
 bool replace_member_row(Connection& c, Binding_Value const& set, Backup_Set_Kind const* kind,
                         Object const& application) {
-  if (!kind || !kind->table()) return true;
-  std::string table = kind->table();
-  SQL del("DELETE FROM " + table + " WHERE set_uuid=:set_uuid");
-  del.bind(":set_uuid", set);
-  if (!c.execute(del)) return false;
-  std::string columns = "set_uuid", values = ":set_uuid";
-  SQL sql;
-  sql.bind(":set_uuid", set);
-  bool any = false;
-  for (Kind_Field const* f : kind->columns()) {
-    auto it = application.find(f->key);
-    any = any || it != application.end();
-    columns += std::string(",") + f->key;
-    values += "," + param(f->key);
-    sql.bind(param(f->key), column_binding(*f, it == application.end() ? nullptr : &it->second));
+  if (!kind) return true;
+  for (Backup_Set_Kind::Member_Table const& t : kind->member_tables()) {
+    std::string table = t.table;
+    SQL del("DELETE FROM " + table + " WHERE set_uuid=:set_uuid");
+    del.bind(":set_uuid", set);
+    if (!c.execute(del)) return false;
+    std::string columns = "set_uuid", values = ":set_uuid";
+    SQL sql;
+    sql.bind(":set_uuid", set);
+    bool any = false;
+    for (Kind_Field const* f : t.columns) {
+      auto it = application.find(f->key);
+      any = any || it != application.end();
+      columns += std::string(",") + f->key;
+      values += "," + param(f->key);
+      sql.bind(param(f->key), column_binding(*f, it == application.end() ? nullptr : &it->second));
+    }
+    if (!any) continue;
+    sql.set_text("INSERT INTO " + table + "(" + columns + ") VALUES(" + values + ")");
+    if (!c.execute(sql)) return false;
   }
-  if (!any) return true;
-  sql.set_text("INSERT INTO " + table + "(" + columns + ") VALUES(" + values + ")");
-  return c.execute(sql);
+  return true;
 }
 
 // The storage objects of a document: its "storage", or its "storages".

@@ -11,20 +11,7 @@ bool Set_Document::common_key(std::string const& key) { return Backup_Set_Kinds:
 namespace {
 
 // Whether a value has the JSON type the kind's field writes.
-bool fits(Kind_Field const& f, Value const& v) {
-  switch (f.type) {
-    case Kind_Field::TEXT:
-    case Kind_Field::TIME: return v.type() == json_spirit::str_type;
-    case Kind_Field::U32:
-    case Kind_Field::I32:
-    case Kind_Field::I64:
-    case Kind_Field::U64: return v.type() == json_spirit::int_type;
-    case Kind_Field::BOOL: return v.type() == json_spirit::bool_type;
-    case Kind_Field::ARRAY: return v.type() == json_spirit::array_type;
-    case Kind_Field::CUSTOM: return v.type() == f.json;
-  }
-  return false;
-}
+bool fits(Kind_Field const& f, Value const& v) { return v.type() == f.json_type(); }
 
 }  // namespace
 

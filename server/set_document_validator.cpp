@@ -272,12 +272,11 @@ bool Set_Document_Validator::validate_application(Backup_Set_Kind const* kind, O
         break;
       case Kind_Field::TIME: ok = check_time(v, name, error); break;
       case Kind_Field::ARRAY:
-        if (v.type() != json_spirit::array_type) ok = fail(error, name, std::string("not an array but ") + type_word(v));
-        break;
+      case Kind_Field::OBJECT:
       case Kind_Field::CUSTOM:
-        if (v.type() != f->json)
+        if (v.type() != f->json_type())
           ok = fail(error, name,
-                    std::string(f->json == json_spirit::obj_type ? "not an object but " : "not an array but ") +
+                    std::string(f->json_type() == json_spirit::obj_type ? "not an object but " : "not an array but ") +
                         type_word(v));
         break;
     }

@@ -108,6 +108,58 @@ bool split_as(std::string const& item, std::string& expression, std::string& nam
   return false;
 }
 
+// PostgreSQL refuses its reserved words as table aliases unless quoted
+// (SQLite takes them as they are). Reserved and type/function-name words.
+bool reserved_in_postgresql(std::string const& word) {
+  static char const* const words[] = {
+      "all", "analyse", "analyze", "and", "any", "array", "as", "asc", "asymmetric", "authorization", "binary",
+      "both", "case", "cast", "check", "collate", "collation", "column", "concurrently", "constraint", "create",
+      "cross", "current_catalog", "current_date", "current_role", "current_schema", "current_time",
+      "current_timestamp", "current_user", "default", "deferrable", "desc", "distinct", "do", "else", "end",
+      "except", "false", "fetch", "for", "foreign", "freeze", "from", "full", "grant", "group", "having", "ilike",
+      "in", "initially", "inner", "intersect", "into", "is", "isnull", "join", "lateral", "leading", "left", "like",
+      "limit", "localtime", "localtimestamp", "natural", "not", "notnull", "null", "offset", "on", "only", "or",
+      "order", "outer", "overlaps", "placing", "primary", "references", "returning", "right", "select",
+      "session_user", "similar", "some", "symmetric", "system_user", "table", "tablesample", "then", "to",
+      "trailing", "true", "union", "unique", "user", "using", "variadic", "verbose", "when", "where", "window",
+      "with"};
+  std::string lower;
+  for (char c : word) lower += static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+  for (char const* w : words)
+    if (lower == w) return true;
+  return false;
+}
+
+// Quotes every qualifier "<alias>." of the text (outside literals and
+// quoted names) that is the alias as a whole word.
+void quote_qualifier(std::string& text, std::string const& alias) {
+  std::string out;
+  out.reserve(text.size() + 8);
+  char quote = 0;
+  for (size_t i = 0; i < text.size(); ++i) {
+    char c = text[i];
+    if (quote) {
+      out += c;
+      if (c == quote) quote = 0;
+      continue;
+    }
+    if (c == '\'' || c == '"') {
+      quote = c;
+      out += c;
+      continue;
+    }
+    bool starts_word = i == 0 || (!is_name_char(text[i - 1]) && text[i - 1] != '.');
+    if (starts_word && text.compare(i, alias.size(), alias) == 0 && i + alias.size() < text.size() &&
+        text[i + alias.size()] == '.') {
+      out += quote_identifier(alias);
+      i += alias.size() - 1;
+      continue;
+    }
+    out += c;
+  }
+  text.swap(out);
+}
+
 }  // namespace
 
 Select_SQL::Select_SQL(char const* table, char const* alias) : distinct_(false), limit_(false), offset_(false) {
@@ -225,18 +277,24 @@ void Select_SQL::build(std::string& out, Dialect dialect) const {
       out += quote_identifier(columns_[i].second);
     }
   }
+  std::vector<std::string> quoted;
+  auto alias = [&](std::string const& a) {
+    if (dialect != Dialect::PostgreSQL || !reserved_in_postgresql(a)) return a;
+    quoted.push_back(a);
+    return quote_identifier(a);
+  };
   out += " FROM ";
   out += table_;
   if (!alias_.empty()) {
     out += ' ';
-    out += alias_;
+    out += alias(alias_);
   }
   for (size_t i = 0; i < joins_.size(); ++i) {
     out += inner_[i] ? " INNER JOIN " : " LEFT JOIN ";
     out += joins_[i].table;
     if (!joins_[i].alias.empty()) {
       out += ' ';
-      out += joins_[i].alias;
+      out += alias(joins_[i].alias);
     }
     out += " ON ";
     out += joins_[i].condition.empty() ? std::string("1=1") : joins_[i].condition;
@@ -252,4 +310,5 @@ void Select_SQL::build(std::string& out, Dialect dialect) const {
     if (!limit_ && dialect == Dialect::SQLite) out += " LIMIT -1";
     out += " OFFSET :_offset";
   }
+  for (std::string const& a : quoted) quote_qualifier(out, a);
 }

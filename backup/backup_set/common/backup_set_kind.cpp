@@ -19,6 +19,7 @@ bool omitted(Kind_Field const& f, Backup_Set const& set) {
   if (f.flags & Kind_Field::OMIT_EMPTY) {
     if (f.type == Kind_Field::TEXT && (set.*f.member.text).empty()) return true;
     if (f.type == Kind_Field::ARRAY && (set.*f.member.array).empty()) return true;
+    if (f.type == Kind_Field::OBJECT && (set.*f.member.object).empty()) return true;
   }
   if (f.flags & Kind_Field::OMIT_MINUS_ONE) {
     if (f.type == Kind_Field::I32 && set.*f.member.i32 == -1) return true;
@@ -30,6 +31,22 @@ bool omitted(Kind_Field const& f, Backup_Set const& set) {
 
 }  // namespace
 
+json_spirit::Value_type Kind_Field::json_type() const {
+  switch (type) {
+    case TEXT:
+    case TIME: return json_spirit::str_type;
+    case U32:
+    case I32:
+    case I64:
+    case U64: return json_spirit::int_type;
+    case BOOL: return json_spirit::bool_type;
+    case ARRAY: return json_spirit::array_type;
+    case OBJECT: return json_spirit::obj_type;
+    case CUSTOM: break;
+  }
+  return json;
+}
+
 Backup_Set_Kind::Backup_Set_Kind(char const* class_name, char const* module, Selection selection, char const* table,
                                  char const* alias, Kind_Field const* fields, size_t count,
                                  char const* const* column_order)
@@ -39,7 +56,8 @@ Backup_Set_Kind::Backup_Set_Kind(char const* class_name, char const* module, Sel
       table_(table),
       alias_(alias),
       fields_(fields),
-      count_(count) {
+      count_(count),
+      select_(nullptr) {
   if (column_order) {
     for (char const* const* key = column_order; *key; ++key)
       if (Kind_Field const* f = field(*key)) columns_.push_back(f);
@@ -47,6 +65,33 @@ Backup_Set_Kind::Backup_Set_Kind(char const* class_name, char const* module, Sel
     for (Kind_Field const* f = begin(); f != end(); ++f)
       if (f->column()) columns_.push_back(f);
   }
+  if (table_) member_tables_.push_back(Member_Table{table_, alias_, columns_});
+}
+
+Backup_Set_Kind& Backup_Set_Kind::own_select(Select select) {
+  selection_ = OWN;
+  select_ = select;
+  return *this;
+}
+
+Backup_Set_Kind& Backup_Set_Kind::second_table(char const* table, char const* alias) {
+  Member_Table second{table, alias, {}};
+  std::vector<Kind_Field const*>& first = member_tables_.front().columns;
+  for (auto it = first.begin(); it != first.end();) {
+    if ((*it)->flags & Kind_Field::SECOND_TABLE) {
+      second.columns.push_back(*it);
+      it = first.erase(it);
+    } else {
+      ++it;
+    }
+  }
+  member_tables_.push_back(second);
+  return *this;
+}
+
+Backup_Set_Kind& Backup_Set_Kind::stored_in(char const* table) {
+  member_tables_.front().table = table;
+  return *this;
 }
 
 Kind_Field const* Backup_Set_Kind::field(char const* key) const {
@@ -57,7 +102,7 @@ Kind_Field const* Backup_Set_Kind::field(char const* key) const {
 
 bool Backup_Set_Kind::generate(Backup_Set const& set, YAJL_Gen& g) const {
   for (Kind_Field const* f = begin(); f != end(); ++f) {
-    if (f->type == Kind_Field::CUSTOM) {
+    if (f->writer) {
       f->writer(set, g, f->key);
       continue;
     }
@@ -72,6 +117,7 @@ bool Backup_Set_Kind::generate(Backup_Set const& set, YAJL_Gen& g) const {
       case Kind_Field::BOOL: g << set.*f->member.boolean; break;
       case Kind_Field::TIME: g << POSIX_Time_To_ISO8601(set.*f->member.i64, TIME_FORMAT); break;
       case Kind_Field::ARRAY: g << set.*f->member.array; break;
+      case Kind_Field::OBJECT: g << set.*f->member.object; break;
       case Kind_Field::CUSTOM: break;
     }
   }
@@ -80,6 +126,7 @@ bool Backup_Set_Kind::generate(Backup_Set const& set, YAJL_Gen& g) const {
 
 void Backup_Set_Kind::init_select_sql(Select_SQL& sql, char const* alias) const {
   if (selection_ == EMPTY) return;
+  if (selection_ == OWN) return select_(sql, alias);
   Backup_Set::init_select_sql(sql, alias);
   if (selection_ == NONE) return;
   if (selection_ == JOIN_FIRST) Catalog_Columns::join(sql, table_, alias_);
@@ -124,10 +171,14 @@ bool Backup_Set_Kind::take_int(Backup_Set& set, char const* key, long long value
 }
 
 bool Backup_Set_Kind::take_json(Backup_Set& set, char const* key, json_spirit::Value const& value) const {
-  if (value.type() != json_spirit::array_type) return false;
   for (Kind_Field const* f = begin(); f != end(); ++f) {
-    if (f->type == Kind_Field::ARRAY && f->taken() && same(f->key, key)) {
+    if (!f->taken() || !same(f->key, key)) continue;
+    if (f->type == Kind_Field::ARRAY && value.type() == json_spirit::array_type) {
       set.*f->member.array = value.get_array();
+      return true;
+    }
+    if (f->type == Kind_Field::OBJECT && value.type() == json_spirit::obj_type) {
+      set.*f->member.object = value.get_obj();
       return true;
     }
   }

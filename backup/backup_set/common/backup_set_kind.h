@@ -26,6 +26,16 @@ class BSET_API Backup_Set_Kind {
     EMPTY,       // a statement call that adds nothing, not even the base
     JOIN,        // base columns, own columns, then the join of its table
     JOIN_FIRST,  // base columns, the join, then own columns
+    OWN,         // a statement function of the kind's own (own_select)
+  };
+  typedef void (*Select)(Select_SQL& sql, char const* alias);
+
+  // A table catalogd keeps the kind's columns in: one row per set, keyed by
+  // "set_uuid".
+  struct Member_Table {
+    char const* table;
+    char const* alias;
+    std::vector<Kind_Field const*> columns;
   };
 
   template <size_t N>
@@ -34,6 +44,15 @@ class BSET_API Backup_Set_Kind {
       : Backup_Set_Kind(class_name, module, selection, table, alias, fields, N, column_order) {}
   Backup_Set_Kind(char const* class_name, char const* module, Selection selection, char const* table,
                   char const* alias, Kind_Field const* fields, size_t count, char const* const* column_order);
+
+  // Departures, applied while the kind's table is set up:
+  // the statement is `select` (selection OWN);
+  Backup_Set_Kind& own_select(Select select);
+  // the SECOND_TABLE columns live in a second member table;
+  Backup_Set_Kind& second_table(char const* table, char const* alias);
+  // catalogd stores the first table's columns in `table`, while the
+  // statement reads the kind's table (a view over the set and that table).
+  Backup_Set_Kind& stored_in(char const* table);
 
   char const* class_name() const { return class_name_; }
   char const* module() const { return module_; }
@@ -47,6 +66,9 @@ class BSET_API Backup_Set_Kind {
   Kind_Field const* field(char const* key) const;
   // The selected fields in the order the statement adds them.
   std::vector<Kind_Field const*> const& columns() const { return columns_; }
+  // Where catalogd stores the selected fields (none for kinds without a
+  // table).
+  std::vector<Member_Table> const& member_tables() const { return member_tables_; }
 
   // Writes every field in table order, each by its rules. Always true.
   bool generate(Backup_Set const& set, YAJL_Gen& gen) const;
@@ -87,6 +109,8 @@ class BSET_API Backup_Set_Kind {
   Kind_Field const* fields_;
   size_t count_;
   std::vector<Kind_Field const*> columns_;
+  std::vector<Member_Table> member_tables_;
+  Select select_;
 };
 
 #endif

@@ -11,13 +11,25 @@
 #include "backup/backup_set/common/dmdb_backup_set.h"
 #include "backup/backup_set/common/dmdb_log_backup_set.h"
 #include "backup/backup_set/common/dmdb_logical_backup_set.h"
+#include "backup/backup_set/common/domino_backup_set.h"
 #include "backup/backup_set/common/exchange_backup_set.h"
 #include "backup/backup_set/common/file_backup_set.h"
 #include "backup/backup_set/common/gaussdb_backup_set.h"
 #include "backup/backup_set/common/hana_backup_set.h"
+#include "backup/backup_set/common/hive_backup_set.h"
 #include "backup/backup_set/common/informix_backup_set.h"
+#include "backup/backup_set/common/kingbase_backup_set.h"
+#include "backup/backup_set/common/mongodb_backup_set.h"
 #include "backup/backup_set/common/mssql_backup_set.h"
 #include "backup/backup_set/common/mysql_backup_set.h"
+#include "backup/backup_set/common/ndmp_backup_set.h"
+#include "backup/backup_set/common/oceanbase_backup_set.h"
+#include "backup/backup_set/common/oracle_arch_backup_set.h"
+#include "backup/backup_set/common/oracle_backup_set.h"
+#include "backup/backup_set/common/oracle_exp_backup_set.h"
+#include "backup/backup_set/common/oscar_backup_set.h"
+#include "backup/backup_set/common/oscar_brcmd_backup_set.h"
+#include "backup/backup_set/common/postgres_backup_set.h"
 #include "backup/backup_set/common/sharepoint_backup_set.h"
 #include "backup/backup_set/common/sybase_backup_set.h"
 #include "platform/json/json_text.h"
@@ -29,6 +41,10 @@ std::vector<Backup_Set_Kind const*> const& Backup_Set_Kinds::all() {
       &DB2_Backup_Set::kind(),     &GaussDB_Backup_Set::kind(),  &CacheDB_Backup_Set::kind(),
       &File_Backup_Set::kind(),    &Informix_Backup_Set::kind(), &Sybase_Backup_Set::kind(),
       &SharePoint_Backup_Set::kind(), &Exchange_Backup_Set::kind(),
+      &Oracle_Backup_Set::kind(),  &Oracle_Arch_Backup_Set::kind(), &Oracle_Exp_Backup_Set::kind(),
+      &Postgres_Backup_Set::kind(), &MongoDB_Backup_Set::kind(),  &NDMP_Backup_Set::kind(),
+      &Domino_Backup_Set::kind(),  &Kingbase_Backup_Set::kind(),  &Oscar_Backup_Set::kind(),
+      &Oscar_Brcmd_Backup_Set::kind(), &Hive_Backup_Set::kind(),  &OceanBase_Backup_Set::kind(),
   };
   return kinds;
 }

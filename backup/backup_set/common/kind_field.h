@@ -27,6 +27,7 @@ struct BSET_API Kind_Field {
     BOOL,    // bool; print_bool, or print_int (value != 0) with INTAKE_INT
     TIME,    // long long seconds; print_cstr of ISO-8601 text; written as text
     ARRAY,   // json_spirit::Array; print_json when the value is an array
+    OBJECT,  // json_spirit::Object; print_json when the value is an object
     CUSTOM,  // a container written by its own function; never taken from a row
   };
   enum Flags : unsigned {
@@ -36,9 +37,10 @@ struct BSET_API Kind_Field {
     OMIT_EMPTY = 1u << 3,      // written only when not empty
     OMIT_MINUS_ONE = 1u << 4,  // written only when not -1 (the not-known mark)
     OMIT_ZERO = 1u << 5,       // written only when not 0 (an unset time)
+    SECOND_TABLE = 1u << 6,    // a COLUMN of the kind's second member table
   };
-  // Writes key and value of a CUSTOM field (or nothing, when it leaves the
-  // key out).
+  // Writes key and value of a CUSTOM field, or of a field written its own
+  // way (or nothing, when it leaves the key out).
   typedef void (*Writer)(Backup_Set const& set, YAJL_Gen& gen, char const* key);
 
   template <typename Kind>
@@ -69,6 +71,10 @@ struct BSET_API Kind_Field {
   Kind_Field(char const* key, json_spirit::Array Kind::*m, unsigned flags = 0) : Kind_Field(key, ARRAY, flags) {
     member.array = static_cast<json_spirit::Array Backup_Set::*>(m);
   }
+  template <typename Kind>
+  Kind_Field(char const* key, json_spirit::Object Kind::*m, unsigned flags = 0) : Kind_Field(key, OBJECT, flags) {
+    member.object = static_cast<json_spirit::Object Backup_Set::*>(m);
+  }
 
   // A time field: long long seconds, ISO-8601 text in rows and documents.
   template <typename Kind>
@@ -85,6 +91,14 @@ struct BSET_API Kind_Field {
     f.writer = writer;
     return f;
   }
+  // A field taken from rows as its type says but written by `w` (a rule
+  // of its own for leaving the key out, or a stricter writer); give the
+  // field an OMIT_* flag when `w` may leave the key out.
+  Kind_Field written_by(Writer w) const {
+    Kind_Field f(*this);
+    f.writer = w;
+    return f;
+  }
   // The column is delivered under another key than the one the intake
   // waits for.
   Kind_Field selected_as(char const* key) const {
@@ -97,6 +111,8 @@ struct BSET_API Kind_Field {
   bool taken() const { return (flags & NO_INTAKE) == 0; }
   // Whether every document of the kind carries the key.
   bool always_written() const { return (flags & (OMIT_EMPTY | OMIT_MINUS_ONE | OMIT_ZERO)) == 0; }
+  // The JSON type of the key's value in the document.
+  json_spirit::Value_type json_type() const;
   // The key a selected column is delivered under.
   char const* column_key() const { return select_key ? select_key : key; }
 
@@ -111,6 +127,7 @@ struct BSET_API Kind_Field {
     unsigned long long Backup_Set::*u64;
     bool Backup_Set::*boolean;
     json_spirit::Array Backup_Set::*array;
+    json_spirit::Object Backup_Set::*object;
   } member;
   json_spirit::Value_type json;  // the JSON type of a CUSTOM field's value
   Writer writer;
