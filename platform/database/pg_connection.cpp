@@ -399,6 +399,9 @@ bool PG_Connection::query(SQL const& sql, Query_Result_Printer& printer, int mod
               // Version byte, then the document's text.
               ok = len > 0 ? delivery.value_text(c, v + 1, len - 1) : delivery.value_text(c, "", 0);
               break;
+            case JSONOID:
+              ok = delivery.value_json(c, v, len);
+              break;
             case TIMESTAMPOID:
             case TIMESTAMPTZOID: {
               int n = format_timestamp(static_cast<long long>(read_be(v, 8)), type == TIMESTAMPTZOID, text, sizeof text);
@@ -463,6 +466,9 @@ bool PG_Connection::query(SQL const& sql, Query_Result_Printer& printer, int mod
               ok = UUID_Binary::parse(v, len, raw) ? delivery.value_binary(c, raw, 16) : delivery.value_text(c, v, len);
               break;
             }
+            case JSONOID:
+              ok = delivery.value_json(c, v, len);
+              break;
             default:
               ok = delivery.value_text(c, v, len);
               break;

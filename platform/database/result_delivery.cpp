@@ -171,6 +171,16 @@ bool Result_Delivery::value_text(int column, char const* text, size_t length) {
   return printer_.print_cstr(index(column), key, text, length) || stop("stopped by the printer");
 }
 
+bool Result_Delivery::value_json(int column, char const* text, size_t length) {
+  int code = handler_ ? codes_[column] : Query_Result_Handler::VT_NONE;
+  if (!handler_ || (code != Query_Result_Handler::VT_NONE && code != Query_Result_Handler::VT_JSON))
+    return value_text(column, text, length);
+  char const* key = (*keys_)[column].c_str();
+  if (handler_->skip_string_i(column, key, text, length)) return true;
+  if (handler_->handle_string_i(connection_, index(column), key, text, length, printer_)) return true;
+  return json(column, text, length);
+}
+
 bool Result_Delivery::value_binary(int column, unsigned char const* data, size_t length) {
   char const* key = (*keys_)[column].c_str();
   if (handler_) {

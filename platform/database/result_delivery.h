@@ -40,6 +40,11 @@ class Result_Delivery {
   bool value_unsigned(int column, unsigned long long value);
   bool value_double(int column, double value);
   bool value_text(int column, char const* text, size_t length);
+  // A column the engine types as JSON (PostgreSQL json, not jsonb, whose
+  // columns stay text unless the value table codes them; SQLite declared
+  // JSON): read for a record (with a handler) it is a parsed document
+  // unless the handler codes it otherwise; without a handler it stays text.
+  bool value_json(int column, char const* text, size_t length);
   bool value_binary(int column, unsigned char const* data, size_t length);
 
   // Why delivery stopped, when it did.

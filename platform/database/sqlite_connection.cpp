@@ -14,9 +14,9 @@ namespace {
 // prepared and finalized each time instead of growing the cache.
 size_t const kCacheLimit = 256;
 
-// SQLite has no boolean or unsigned storage: the declared type of a table
-// column is what says an integer is one of them.
-enum Column_Kind : char { plain_column, boolean_column, unsigned_column };
+// SQLite has no boolean, unsigned or JSON storage: the declared type of a
+// table column is what says an integer or a text is one of them.
+enum Column_Kind : char { plain_column, boolean_column, unsigned_column, json_column };
 
 // The declared type keeps the DDL's spelling: case and spacing may vary.
 bool same_type_name(char const* declared, char const* name) {
@@ -41,6 +41,7 @@ Column_Kind column_kind(sqlite3_stmt* stmt, int column) {
   if (!declared) return plain_column;
   if (same_type_name(declared, "BOOLEAN")) return boolean_column;
   if (same_type_name(declared, "UNSIGNED BIG INT")) return unsigned_column;
+  if (same_type_name(declared, "JSON")) return json_column;
   return plain_column;
 }
 }  // namespace
@@ -229,6 +230,7 @@ bool SQLite_Connection::query(SQL const& sql, Query_Result_Printer& printer, int
             case unsigned_column:
               ok = delivery.value_unsigned(c, static_cast<unsigned long long>(v));
               break;
+            case json_column:
             case plain_column:
               ok = delivery.value_integer(c, v);
               break;
@@ -240,7 +242,9 @@ bool SQLite_Connection::query(SQL const& sql, Query_Result_Printer& printer, int
           break;
         case SQLITE_TEXT: {
           char const* text = reinterpret_cast<char const*>(sqlite3_column_text(stmt, c));
-          ok = delivery.value_text(c, text ? text : "", static_cast<size_t>(sqlite3_column_bytes(stmt, c)));
+          size_t length = static_cast<size_t>(sqlite3_column_bytes(stmt, c));
+          ok = kinds[c] == json_column ? delivery.value_json(c, text ? text : "", length)
+                                       : delivery.value_text(c, text ? text : "", length);
           break;
         }
         case SQLITE_BLOB: {

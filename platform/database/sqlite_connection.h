@@ -21,7 +21,8 @@ namespace sql {
 //
 // An integer in a column declared BOOLEAN is delivered as a boolean, one in
 // a column declared UNSIGNED BIG INT (which stores the 64-bit pattern) as
-// unsigned; booleans and unsigned values are bound the same way.
+// unsigned; booleans and unsigned values are bound the same way. Text in a
+// column declared JSON is a document, as in a PostgreSQL json column.
 class BSET_API SQLite_Connection : public Connection {
  public:
   explicit SQLite_Connection(std::string const& path, int busy_timeout_ms = 5000, bool wal = true);
