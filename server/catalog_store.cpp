@@ -20,6 +20,7 @@
 #include "platform/sql/sql.h"
 #include "platform/sql/uuid_binary.h"
 #include "schema/catalog_schema.h"
+#include "server/restore_plan_view.h"
 #include "server/set_document_validator.h"
 
 using database::sql::Connection;
@@ -513,6 +514,15 @@ bool Catalog_Store::update(std::string const& uuid, Value const& doc, Set_Docume
   });
 }
 
+bool Catalog_Store::restore_plan(Object const& params, Value& result, Catalog_Error& error) {
+  Restore_Plan_View::Request request;
+  if (!Restore_Plan_View::parse(params, request, error)) return false;
+  std::string why;
+  Lease c(*this, why);
+  if (!c) return error.set(Catalog_Error::STORAGE_FAILED, why);
+  return Restore_Plan_View::answer(*c, request, result, error);
+}
+
 bool Catalog_Store::exists(std::string const& uuid, bool& found, Catalog_Error& error) {
   if (!Set_Document_Validator::is_uuid(uuid)) return invalid(error, "uuid: not a UUID");
   std::string why;
@@ -593,6 +603,7 @@ bool known_params(Object const& params, std::vector<std::string> const& known, s
 bool Catalog_Store::select(std::string const& module, std::string const& view, Object const& params, Value& result,
                            Catalog_Error& error) {
   if (module != "backup_set") return invalid(error, "module: unknown module '" + module + "'");
+  if (view == "restore_plan") return restore_plan(params, result, error);
   bool sets = view == "sets";
   if (!sets && view != "pieces") return invalid(error, "view: unknown view '" + view + "' of module 'backup_set'");
 

@@ -77,7 +77,8 @@ class Catalog_Store {
   // A view; `result` gets {"rows": [...]}. Module "backup_set": view "sets"
   // (params uuid, host_uuid, resource_uuid, name, catalog_module, limit,
   // offset; each row with its "storages" and its kind's keys under
-  // "application") and view "pieces" (params uuid, limit, offset).
+  // "application"), view "pieces" (params uuid, limit, offset) and view
+  // "restore_plan" (Restore_Plan_View; the plan itself, not rows).
   bool select(std::string const& module, std::string const& view, json_spirit::Object const& params,
               json_spirit::Value& result, Catalog_Error& error);
   // Whether a complete set of this uuid is stored.
@@ -91,6 +92,7 @@ class Catalog_Store {
 
   Catalog_Store(std::string db, bool postgres);
   std::unique_ptr<database::sql::Connection> connect(std::string& error) const;
+  bool restore_plan(json_spirit::Object const& params, json_spirit::Value& result, Catalog_Error& error);
   // Runs `body` inside one transaction on a pooled connection, with the
   // writes of the same set taking turns.
   template <typename Body>
