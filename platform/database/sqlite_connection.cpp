@@ -220,7 +220,11 @@ bool SQLite_Connection::query(SQL const& sql, Query_Result_Printer& printer, int
     for (int c = 0; c < columns; ++c) {
       if (!delivery.wanted(c)) continue;
       bool ok = true;
-      switch (sqlite3_column_type(stmt, c)) {
+      int type = sqlite3_column_type(stmt, c);
+      // A column declared JSON has numeric affinity: a document that is a
+      // bare number was stored as one, and is read back as its text.
+      if (kinds[c] == json_column && (type == SQLITE_INTEGER || type == SQLITE_FLOAT)) type = SQLITE_TEXT;
+      switch (type) {
         case SQLITE_INTEGER: {
           sqlite3_int64 v = sqlite3_column_int64(stmt, c);
           switch (kinds[c]) {
