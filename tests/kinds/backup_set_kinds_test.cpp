@@ -2,6 +2,7 @@
 #include <map>
 #include <set>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -11,11 +12,14 @@
 #include "backup/backup_set/common/cachedb_backup_set.h"
 #include "backup/backup_set/common/db2_backup_set.h"
 #include "backup/backup_set/common/dmdb_backup_set.h"
+#include "backup/backup_set/common/domino_backup_set.h"
 #include "backup/backup_set/common/exchange_backup_set.h"
 #include "backup/backup_set/common/gaussdb_backup_set.h"
 #include "backup/backup_set/common/hana_backup_set.h"
+#include "backup/backup_set/common/mongodb_backup_set.h"
 #include "backup/backup_set/common/mssql_backup_set.h"
 #include "backup/backup_set/common/mysql_backup_set.h"
+#include "backup/backup_set/common/ndmp_backup_set.h"
 #include "platform/json/json_text.h"
 #include "tests/records/document.h"
 
@@ -61,6 +65,13 @@ Keys const MSSQL_KEYS{"username",
                       "file_list"};
 Keys const EXCHANGE_KEYS{"device_uuid", "database", "backup_method", "rev",
                          "exchange_build", "channels", "storages", "mailboxes"};
+// The kinds without a module name written for the server alone: what a
+// fresh record writes, and what a filled one adds.
+Keys const MONGODB_KEYS{"seq", "archive", "backup_files"};
+Keys const MONGODB_FILLED_KEYS{"seq",          "arch_log_start", "arch_log_start_i", "arch_log_end",
+                               "arch_log_end_i", "archive",      "backup_files"};
+Keys const NDMP_KEYS{"backup_type", "seq", "level", "compression", "vols"};
+Keys const DOMINO_KEYS{"seq", "source_type", "data_path", "compression", "daos", "archive_logs"};
 
 // Class name → catalogue module name of every kind the registry holds.
 std::map<std::string, std::string> const MODULES{
@@ -247,4 +258,96 @@ TEST(BackupSetKinds, NamedModuleIgnoresTheKeys) {
   EXPECT_EQ(&DMDB_Backup_Set::kind(), Backup_Set_Kinds::find("dmdb", Keys()));
   EXPECT_EQ(&CacheDB_Backup_Set::kind(), Backup_Set_Kinds::find("cachedb", Keys{"no_such_key"}));
   EXPECT_EQ(nullptr, Backup_Set_Kinds::find("no_such_module", DB2_KEYS));
+}
+
+TEST(BackupSetKinds, DefaultDocumentsOfTheServerOnlyKindsCarryTheListedKeys) {
+  MongoDB_Backup_Set mongodb;
+  NDMP_Backup_Set ndmp;
+  Domino_Backup_Set domino;
+  EXPECT_EQ(as_set(MONGODB_KEYS), application_keys(mongodb));
+  EXPECT_EQ(as_set(NDMP_KEYS), application_keys(ndmp));
+  EXPECT_EQ(as_set(DOMINO_KEYS), application_keys(domino));
+}
+
+TEST(BackupSetKinds, FilledDocumentsOfTheServerOnlyKindsCarryTheListedKeys) {
+  MongoDB_Backup_Set mongodb;
+  mongodb.arch_log_start = 1;
+  mongodb.arch_log_start_i = 2;
+  mongodb.arch_log_end = 3;
+  mongodb.arch_log_end_i = 4;
+  mongodb.backup_files.push_back(MongoDB_Backup_File());
+  NDMP_Backup_Set ndmp;
+  ndmp.backup_type = "dump";
+  ndmp.level = 1;
+  Domino_Backup_Set domino;
+  domino.daos = "on";
+  domino.archive_logs.push_back(Domino_Archive_Log());
+  EXPECT_EQ(as_set(MONGODB_FILLED_KEYS), application_keys(mongodb));
+  EXPECT_EQ(as_set(NDMP_KEYS), application_keys(ndmp));
+  EXPECT_EQ(as_set(DOMINO_KEYS), application_keys(domino));
+}
+
+TEST(BackupSetKinds, DefaultMongoDBKeysFindTheMongoDBKind) {
+  EXPECT_STREQ("MongoDB_Backup_Set", class_of(Backup_Set_Kinds::find("", MONGODB_KEYS)));
+  EXPECT_EQ(&MongoDB_Backup_Set::kind(), Backup_Set_Kinds::find(nullptr, MONGODB_KEYS));
+}
+
+TEST(BackupSetKinds, FilledMongoDBKeysFindTheMongoDBKind) {
+  EXPECT_STREQ("MongoDB_Backup_Set", class_of(Backup_Set_Kinds::find("", MONGODB_FILLED_KEYS)));
+}
+
+TEST(BackupSetKinds, MongoDBStartWithoutCompanionsStillFindsMongoDB) {
+  // A start with no end writes "arch_log_end" but no companion numbers.
+  EXPECT_STREQ("MongoDB_Backup_Set",
+               class_of(Backup_Set_Kinds::find("", Keys{"seq", "arch_log_start", "arch_log_end", "archive",
+                                                        "backup_files"})));
+}
+
+TEST(BackupSetKinds, NDMPKeysFindTheNDMPKind) {
+  EXPECT_STREQ("NDMP_Backup_Set", class_of(Backup_Set_Kinds::find("", NDMP_KEYS)));
+  Keys reversed(NDMP_KEYS.rbegin(), NDMP_KEYS.rend());
+  EXPECT_EQ(&NDMP_Backup_Set::kind(), Backup_Set_Kinds::find(nullptr, reversed));
+}
+
+TEST(BackupSetKinds, DominoKeysFindTheDominoKind) {
+  EXPECT_STREQ("Domino_Backup_Set", class_of(Backup_Set_Kinds::find("", DOMINO_KEYS)));
+  EXPECT_EQ(&Domino_Backup_Set::kind(), Backup_Set_Kinds::find(nullptr, DOMINO_KEYS));
+}
+
+TEST(BackupSetKinds, ServerOnlyKindsAreFoundFromTheirWholeDocuments) {
+  // Every key of the document, common ones included, as catalogd sees it.
+  MongoDB_Backup_Set mongodb;
+  mongodb.arch_log_start = 5;
+  NDMP_Backup_Set ndmp;
+  Domino_Backup_Set domino;
+  std::vector<std::pair<JSON_Generator*, char const*>> const records{
+      {&mongodb, "MongoDB_Backup_Set"}, {&ndmp, "NDMP_Backup_Set"}, {&domino, "Domino_Backup_Set"}};
+  for (auto const& record : records) {
+    std::set<std::string> const all = top_level_keys(*record.first);
+    EXPECT_STREQ(record.second, class_of(Backup_Set_Kinds::find("", Keys(all.begin(), all.end()))));
+  }
+}
+
+TEST(BackupSetKinds, KeysOfTwoServerOnlyKindsMixedFindNothing) {
+  Keys mongodb_and_ndmp = MONGODB_KEYS;
+  mongodb_and_ndmp.push_back("vols");
+  EXPECT_EQ(nullptr, Backup_Set_Kinds::find("", mongodb_and_ndmp));
+
+  Keys ndmp_and_domino = NDMP_KEYS;
+  ndmp_and_domino.push_back("daos");
+  EXPECT_EQ(nullptr, Backup_Set_Kinds::find("", ndmp_and_domino));
+
+  Keys domino_and_mongodb = DOMINO_KEYS;
+  domino_and_mongodb.push_back("archive");
+  EXPECT_EQ(nullptr, Backup_Set_Kinds::find("", domino_and_mongodb));
+
+  Keys mongodb_and_db2 = MONGODB_FILLED_KEYS;
+  mongodb_and_db2.push_back("meta_file");
+  EXPECT_EQ(nullptr, Backup_Set_Kinds::find("", mongodb_and_db2));
+}
+
+TEST(BackupSetKinds, ServerOnlyKindMissingAnAlwaysWrittenKeyFindsNothing) {
+  EXPECT_EQ(nullptr, Backup_Set_Kinds::find("", Keys{"seq", "backup_files"}));  // MongoDB without "archive"
+  EXPECT_EQ(nullptr, Backup_Set_Kinds::find("", Keys(NDMP_KEYS.begin(), NDMP_KEYS.end() - 1)));
+  EXPECT_EQ(nullptr, Backup_Set_Kinds::find("", Keys(DOMINO_KEYS.begin(), DOMINO_KEYS.end() - 1)));
 }

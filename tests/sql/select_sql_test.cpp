@@ -1,6 +1,20 @@
+#include <string>
+
 #include <gtest/gtest.h>
 
+#include "backup/backup_set/common/domino_backup_set.h"
 #include "platform/sql/select_sql.h"
+
+namespace {
+
+// The common columns of a set under alias b, as the statement lists them.
+char const BASE_COLUMNS[] =
+    "b.uuid,b.name,b.job_instance_uuid,b.definition_uuid,b.uid,b.host_uuid,b.resource_uuid,b.minor_resource_id,"
+    "b.minor_resource_name,b.agent,b.incarnation,b.type,b.first_time,b.last_time,b.backup_start_time,"
+    "b.backup_end_time,b.source_size,b.size,b.uri,b.host,b.instance,b.instance_version,b.first_scn,b.last_scn,"
+    "b.resource_tree,b.extended_attrs,b.uname,b.lsb";
+
+}  // namespace
 
 TEST(SelectSql, ColumnsJoinsWhereOrderLimit) {
   Select_SQL sql("backup_set", "b");
@@ -109,4 +123,91 @@ TEST(SelectSql, SimpleNameListKeysAndText) {
   EXPECT_EQ("SELECT pool_uuid,s.state,size FROM backup_set_storage", sql.text(Dialect::SQLite));
   sql.select("");
   EXPECT_TRUE(sql.columns().empty());
+}
+
+TEST(SelectSql, DominoStatementQuotesItsReservedAliasForPostgreSQL) {
+  Select_SQL sql("backup_set", "b");
+  Domino_Backup_Set::init_select_sql(sql, "b");
+  EXPECT_EQ(std::string("SELECT ") + BASE_COLUMNS +
+                ",\"do\".seq,\"do\".source_type,\"do\".data_path,\"do\".compression,\"do\".daos "
+                "FROM backup_set b LEFT JOIN domino_backup_set \"do\" ON uuid=\"do\".set_uuid",
+            sql.text(Dialect::PostgreSQL));
+}
+
+TEST(SelectSql, DominoStatementKeepsItsAliasBareForSQLite) {
+  Select_SQL sql("backup_set", "b");
+  Domino_Backup_Set::init_select_sql(sql, "b");
+  EXPECT_EQ(std::string("SELECT ") + BASE_COLUMNS +
+                ",do.seq,do.source_type,do.data_path,do.compression,do.daos "
+                "FROM backup_set b LEFT JOIN domino_backup_set do ON uuid=do.set_uuid",
+            sql.text(Dialect::SQLite));
+}
+
+TEST(SelectSql, QuotingLeavesTheStatementsPartsAsTheyWere) {
+  Select_SQL sql("backup_set", "b");
+  Domino_Backup_Set::init_select_sql(sql, "b");
+  sql.text(Dialect::PostgreSQL);
+  ASSERT_EQ(1u, sql.joins().size());
+  EXPECT_EQ("do", sql.joins()[0].alias);
+  EXPECT_EQ("uuid=do.set_uuid", sql.joins()[0].condition);
+  EXPECT_EQ((Select_SQL::Column{"do.seq", "seq"}), sql.columns()[sql.columns().size() - 5]);
+}
+
+TEST(SelectSql, ReservedAliasOfTheMainTableIsQuotedForPostgreSQL) {
+  Select_SQL sql("backup_set", "do");
+  sql.add_key("do.uuid", "uuid");
+  sql.where("do.size > :n", false).bind(":n", Binding_Value(5LL));
+  EXPECT_EQ("SELECT \"do\".uuid FROM backup_set \"do\" WHERE (\"do\".size > $1)", sql.text(Dialect::PostgreSQL));
+  EXPECT_EQ("SELECT do.uuid FROM backup_set do WHERE (do.size > :n)", sql.text(Dialect::SQLite));
+}
+
+TEST(SelectSql, WordThatOnlyContainsTheReservedAliasIsNotTouched) {
+  Select_SQL sql("backup_set", "b");
+  sql.add_key("undo.x", "x").add_key("do.y", "y").add_key("dox.z", "z").add_key("b.do", "w");
+  sql.join("t", "do", "uuid=do.set_uuid AND undo.id=dox.id");
+  EXPECT_EQ(
+      "SELECT undo.x,\"do\".y,dox.z,b.do AS \"w\" FROM backup_set b LEFT JOIN t \"do\" "
+      "ON uuid=\"do\".set_uuid AND undo.id=dox.id",
+      sql.text(Dialect::PostgreSQL));
+}
+
+TEST(SelectSql, AliasThatOnlyStartsWithAReservedWordIsNotQuoted) {
+  Select_SQL sql("backup_set", "b");
+  sql.add_key("dox.seq", "seq");
+  sql.join("domino_backup_set", "dox", "uuid=dox.set_uuid");
+  EXPECT_EQ("SELECT dox.seq FROM backup_set b LEFT JOIN domino_backup_set dox ON uuid=dox.set_uuid",
+            sql.text(Dialect::PostgreSQL));
+}
+
+TEST(SelectSql, TextInsideQuotesIsNotTouched) {
+  Select_SQL sql("backup_set", "b");
+  sql.add_key("do.seq", "do.k");
+  sql.join("domino_backup_set", "do", "uuid=do.set_uuid");
+  sql.where("b.name <> 'do.x' AND \"do.y\" IS NOT NULL", false);
+  EXPECT_EQ(
+      "SELECT \"do\".seq AS \"do.k\" FROM backup_set b LEFT JOIN domino_backup_set \"do\" ON uuid=\"do\".set_uuid "
+      "WHERE (b.name <> 'do.x' AND \"do.y\" IS NOT NULL)",
+      sql.text(Dialect::PostgreSQL));
+}
+
+TEST(SelectSql, OtherReservedAliasesAreQuotedToo) {
+  Select_SQL sql("backup_set", "b");
+  sql.add_key("user.name", "name").add_key("order.n", "n");
+  sql.join("a", "user", "uuid=user.set_uuid").join("c", "order", "uuid=order.set_uuid");
+  EXPECT_EQ(
+      "SELECT \"user\".name,\"order\".n FROM backup_set b LEFT JOIN a \"user\" ON uuid=\"user\".set_uuid "
+      "LEFT JOIN c \"order\" ON uuid=\"order\".set_uuid",
+      sql.text(Dialect::PostgreSQL));
+  EXPECT_EQ(
+      "SELECT user.name,order.n FROM backup_set b LEFT JOIN a user ON uuid=user.set_uuid "
+      "LEFT JOIN c order ON uuid=order.set_uuid",
+      sql.text(Dialect::SQLite));
+}
+
+TEST(SelectSql, UnreservedAliasIsNeverQuoted) {
+  Select_SQL sql("backup_set", "b");
+  sql.add_key("dm.seq", "seq");
+  sql.join("dmdb_backup_set", "dm", "uuid=dm.set_uuid");
+  EXPECT_EQ("SELECT dm.seq FROM backup_set b LEFT JOIN dmdb_backup_set dm ON uuid=dm.set_uuid",
+            sql.text(Dialect::PostgreSQL));
 }
