@@ -16,6 +16,8 @@
 #include "backup/backup_set/common/dmdb_log_backup_set.h"
 #include "backup/backup_set/common/file_backup_set.h"
 #include "backup/backup_set/common/library_version.h"
+#include "backup/backup_set/common/oracle_arch_backup_set.h"
+#include "backup/backup_set/common/oracle_backup_set.h"
 #include "backup/backup_set/common/resource_type.h"
 #include "backup/backup_set/common/catalog_operator.h"
 #include "backup/backup_set/common/restful_catalog_operator.h"
@@ -101,6 +103,72 @@ void print_row(json_spirit::Value const& row, Catalog_Operator const& op) {
     printf("      %zu pieces in the catalogue\n", pieces.get_obj().at("rows").get_array().size());
 }
 
+// A week of one Oracle database: a full on Monday, an incremental on it on
+// Tuesday, the archived logs since then; which of them bring the database
+// back to Wednesday 06:00, and from where, as the catalogue answers.
+bool oracle_restore_plan(Catalog_Operator& rpc, RESTful_Catalog_Operator& rest) {
+  char const host[] = "11111111-2222-4333-8444-555555555555";
+  char const database[] = "22222222-3333-4444-8555-666666666666";
+  char const pool[] = "4d5e6f70-8192-43a4-b5c6-d7e8f90a1b23";
+  long long const monday = 1714953600;  // 2024-05-06 00:00:00 UTC
+  auto set_up = [&](Backup_Set& set, char const* uuid, char const* name, char const* type, long long start,
+                    long long end, char const* parent) {
+    set.uuid = uuid;
+    set.name = name;
+    set.type = type;
+    set.agent = "ora-agent/3.1.0";
+    set.host_uuid = host;
+    set.resource_uuid = database;
+    set.host = "ora01.example.lan";
+    set.backup_start_time = set.first_time = start;
+    set.backup_end_time = set.last_time = end;
+    if (parent) set.parents.push_back(parent);
+    set.add_piece(std::string("/backup/orcl/") + name + ".bkp", 268435456ULL);
+    set.size = 268435456LL;
+    set.add_storage(pool, set.size);
+    set.storages.back().state.set_bits(Backup_Set_State::ONLINE);
+  };
+  Oracle_Backup_Set full, incremental;
+  set_up(full, "a0000000-0000-4000-8000-000000000001", "orcl-full-mon", "full", monday + 3600, monday + 5400,
+         nullptr);
+  set_up(incremental, "a0000000-0000-4000-8000-000000000002", "orcl-incr-tue", "incremental",
+         monday + 86400 + 3600, monday + 86400 + 4200, full.uuid.c_str());
+  for (Oracle_Backup_Set* set : {&full, &incremental}) {
+    set->archivelog = true;
+    set->database = "ORCL";
+    set->dbid = 1593740388ULL;
+    set->compatible = "19.0.0";
+    set->backup_type = set->type;
+  }
+  Oracle_Arch_Backup_Set logs;
+  set_up(logs, "a0000000-0000-4000-8000-000000000003", "orcl-arch-wed", "archivelog", monday + 86400 + 4200,
+         monday + 2 * 86400 + 43200, nullptr);
+  logs.sequence = 1207;
+  logs.next_time = logs.last_time;
+  logs.archived = true;
+  bool ok = rpc.commit(full, false) && rest.commit(incremental, false) && rpc.commit(logs, false);
+  printf("\n   commit of an Oracle full, an incremental on it and its archive logs: %s\n",
+         ok ? "stored" : "FAILED");
+
+  json_spirit::Value plan;
+  json_spirit::Object params{{"host_uuid", json_spirit::Value(host)},
+                             {"resource_uuid", json_spirit::Value(database)},
+                             {"time", json_spirit::Value("2024-05-08 06:00:00")}};
+  if (!ok || !rest.get_view("backup_set", "restore_plan", params, plan) || plan.type() != json_spirit::obj_type) {
+    printf("== the catalogue's restore plan could not be read\n");
+    return false;
+  }
+  json_spirit::Object const& p = plan.get_obj();
+  printf("== the catalogue's view \"restore_plan\" to %s: %s\n", p.at("target").get_str().c_str(),
+         p.at("complete").get_bool() ? "reachable" : "NOT reachable");
+  for (json_spirit::Value const& step : p.at("steps").get_array()) {
+    json_spirit::Object const& s = step.get_obj();
+    printf("   %-11s %s  %s .. %s  from pool %s\n", s.at("role").get_str().c_str(), s.at("uuid").get_str().c_str(),
+           s.at("start").get_str().c_str(), s.at("end").get_str().c_str(), s.at("pool_uuid").get_str().c_str());
+  }
+  return true;
+}
+
 // The sets go to a catalogue service of our own, through both operators
 // (and the staged way for one of them), and come back through a view.
 int catalogue_round_trip(Backup_Set& files, Backup_Set& database, Backup_Set& archive) {
@@ -162,6 +230,7 @@ int catalogue_round_trip(Backup_Set& files, Backup_Set& database, Backup_Set& ar
     printf("== the catalogue's view could not be read\n");
     ok = false;
   }
+  ok = oracle_restore_plan(rpc, rest) && ok;
 
   Global_JSON_RPC_Channel::close();
   Upstream_JSON_RESTful_Client::unconfigure();
