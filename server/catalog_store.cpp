@@ -541,16 +541,9 @@ namespace {
 // The set handler's own value table plus the JSON columns a view shows that
 // the records do not read ("uname", "lsb" and "parents" as JSON, not text).
 Key2_Value_T<int> const* view_values() {
-  static std::vector<Key2_Value_T<int>> const table = [] {
-    std::vector<Key2_Value_T<int>> t;
-    for (auto const* row = Backup_Set_Result_Handler::DEFAULT_VALUES; row->key; ++row) t.push_back(*row);
-    t.push_back({"uname", database::sql::Query_Result_Handler::VT_JSON});
-    t.push_back({"lsb", database::sql::Query_Result_Handler::VT_JSON});
-    t.push_back({"parents", database::sql::Query_Result_Handler::VT_JSON});
-    t.push_back({"application", database::sql::Query_Result_Handler::VT_JSON});
-    t.push_back({nullptr, 0});
-    return t;
-  }();
+  int const JSON = database::sql::Query_Result_Handler::VT_JSON;
+  static std::vector<Key2_Value_T<int>> const table = Backup_Set_Result_Handler::default_values_and(
+      {{"uname", JSON}, {"lsb", JSON}, {"parents", JSON}, {"application", JSON}});
   return table.data();
 }
 

@@ -47,6 +47,15 @@ Key2_Value_T<Query_Result_Handler::Val_Tran> const Backup_Set_Result_Handler::DE
     {nullptr, 0},
 };
 
+std::vector<Key2_Value_T<Query_Result_Handler::Val_Tran>> Backup_Set_Result_Handler::default_values_and(
+    std::vector<Key2_Value_T<Val_Tran>> const& more) {
+  std::vector<Key2_Value_T<Val_Tran>> t;
+  for (auto const* row = DEFAULT_VALUES; row->key; ++row) t.push_back(*row);
+  t.insert(t.end(), more.begin(), more.end());
+  t.push_back({nullptr, 0});
+  return t;
+}
+
 Backup_Set_Result_Handler::Backup_Set_Result_Handler(Key2_Value_T<Key_Tran> const* keys,
                                                      Key2_Value_T<Val_Tran> const* values,
                                                      std::vector<json_spirit::Value> const* pool_uuids,

@@ -41,6 +41,9 @@ class BSET_API Backup_Set_Result_Handler : public database::sql::Query_Result_Ha
 
   // The value table used when none is given.
   static Key2_Value_T<Val_Tran> const DEFAULT_VALUES[];
+  // DEFAULT_VALUES followed by `more` (each a JSON column, say), ended by
+  // the null row: a value table for readers that select further columns.
+  static std::vector<Key2_Value_T<Val_Tran>> default_values_and(std::vector<Key2_Value_T<Val_Tran>> const& more);
 
  protected:
   std::vector<json_spirit::Value> const* pool_uuids_;

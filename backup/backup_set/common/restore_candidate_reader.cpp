@@ -16,13 +16,8 @@ namespace {
 // The set handler's value table plus "parents", a JSON column the records
 // do not read themselves.
 Backup_Set_Result_Handler& candidate_handler() {
-  static std::vector<Key2_Value_T<int>> const values = [] {
-    std::vector<Key2_Value_T<int>> t;
-    for (auto const* row = Backup_Set_Result_Handler::DEFAULT_VALUES; row->key; ++row) t.push_back(*row);
-    t.push_back({"parents", Query_Result_Handler::VT_JSON});
-    t.push_back({nullptr, 0});
-    return t;
-  }();
+  static std::vector<Key2_Value_T<int>> const values =
+      Backup_Set_Result_Handler::default_values_and({{"parents", Query_Result_Handler::VT_JSON}});
   static Backup_Set_Result_Handler handler(nullptr, values.data(), nullptr, 0);
   return handler;
 }

@@ -71,28 +71,25 @@ unsigned long long Restore_Target::key_of(long long point) const {
   return kind_ == LSN ? static_cast<unsigned long long>(point) : signed_key(point);
 }
 
-bool Restore_Target::end_of(Backup_Set const& set, unsigned long long& key) const {
+// A set's point under the target's kind: a time falls back on the backup's
+// own time; a set with neither SCN has no position.
+bool Restore_Target::point_of(Backup_Set const& set, bool end, unsigned long long& key) const {
   if (kind_ == TIME) {
-    long long t = set.last_time != 0 ? set.last_time : set.backup_end_time;
+    long long t = end ? (set.last_time != 0 ? set.last_time : set.backup_end_time)
+                      : (set.first_time != 0 ? set.first_time : set.backup_start_time);
     if (t == 0) return false;
     key = key_of(t);
     return true;
   }
   if (set.first_scn == 0 && set.last_scn == 0) return false;
-  key = key_of(set.last_scn);
+  key = key_of(end ? set.last_scn : set.first_scn);
   return true;
 }
 
+bool Restore_Target::end_of(Backup_Set const& set, unsigned long long& key) const { return point_of(set, true, key); }
+
 bool Restore_Target::start_of(Backup_Set const& set, unsigned long long& key) const {
-  if (kind_ == TIME) {
-    long long t = set.first_time != 0 ? set.first_time : set.backup_start_time;
-    if (t == 0) return false;
-    key = key_of(t);
-    return true;
-  }
-  if (set.first_scn == 0 && set.last_scn == 0) return false;
-  key = key_of(set.first_scn);
-  return true;
+  return point_of(set, false, key);
 }
 
 std::string Restore_Target::text(unsigned long long key) const {

@@ -54,6 +54,7 @@ class BSET_API Restore_Target {
  private:
   Restore_Target(Kind kind, unsigned long long key) : kind_(kind), key_(key) {}
   unsigned long long key_of(long long point) const;
+  bool point_of(Backup_Set const& set, bool end, unsigned long long& key) const;
 
   Kind kind_;
   unsigned long long key_;
