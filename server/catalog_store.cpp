@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdlib>
+#include <cstring>
 #include <map>
 
 #include "backup/backup_set/common/backup_piece.h"
@@ -136,8 +137,8 @@ Binding_Value column_binding(Kind_Field const& f, Value const* v) {
       if (f.flags & Kind_Field::INTAKE_INT) return Binding_Value(v->get_bool() ? 1LL : 0LL);
       return Binding_Value(v->get_bool());
     case Kind_Field::ARRAY:
-    case Kind_Field::OBJECT: return Binding_Value(JSON_Dump(*v));
-    case Kind_Field::CUSTOM: break;
+    case Kind_Field::OBJECT:
+    case Kind_Field::CUSTOM: return Binding_Value(JSON_Dump(*v));
   }
   return Binding_Value();
 }
@@ -158,6 +159,9 @@ bool replace_member_row(Connection& c, Binding_Value const& set, Backup_Set_Kind
     sql.bind(":set_uuid", set);
     bool any = false;
     for (Kind_Field const* f : t.columns) {
+      // The key column is the set's own uuid, whatever the kind's key of
+      // that name holds (the statement joins on it).
+      if (std::strcmp(f->key, "set_uuid") == 0) continue;
       auto it = application.find(f->key);
       any = any || it != application.end();
       columns += std::string(",") + f->key;

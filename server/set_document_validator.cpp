@@ -259,7 +259,13 @@ bool Set_Document_Validator::validate_application(Backup_Set_Kind const* kind, O
     bool ok = true;
     switch (f->type) {
       case Kind_Field::TEXT: ok = check_text(v, name, error); break;
-      case Kind_Field::U32: ok = check_range(v, name, 0, 4294967295ULL, "an unsigned 32-bit integer", error); break;
+      case Kind_Field::U32:
+        // One written by the signed writer may come negative.
+        if (f->flags & Kind_Field::AS_I32)
+          ok = check_range(v, name, INT_MIN, 4294967295ULL, "a 32-bit integer", error);
+        else
+          ok = check_range(v, name, 0, 4294967295ULL, "an unsigned 32-bit integer", error);
+        break;
       case Kind_Field::I32:
         ok = check_range(v, name, INT_MIN, static_cast<unsigned long long>(INT_MAX), "a 32-bit integer", error);
         break;

@@ -101,6 +101,16 @@ std::map<std::string, std::string> const MODULES{
     {"Oscar_Brcmd_Backup_Set", "oscar_brcmd"},
     {"Hive_Backup_Set", "hive"},
     {"OceanBase_Backup_Set", "oceanbase"},
+    {"VMware_Backup_Set", "vmware"},
+    {"Hyper_V_Backup_Set", "hyperv"},
+    {"Windows_BMR_Backup_Set", "windows_bmr"},
+    {"OpenStack_Backup_Set", "openstack"},
+    {"FusionCompute_Backup_Set", "fusioncompute"},
+    {"FusionCloud_Backup_Set", "fusioncloud"},
+    {"ICS_Backup_Set", "incloud"},
+    {"H3C_CAS_Backup_Set", "h3ccas"},
+    {"CloudOS_Backup_Set", "cloudos"},
+    {"K8S_Backup_Set", "kubernetes"},
 };
 
 std::set<std::string> top_level_keys(JSON_Generator& record) {

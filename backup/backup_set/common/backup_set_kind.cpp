@@ -110,7 +110,12 @@ bool Backup_Set_Kind::generate(Backup_Set const& set, YAJL_Gen& g) const {
     g << f->key;
     switch (f->type) {
       case Kind_Field::TEXT: g << set.*f->member.text; break;
-      case Kind_Field::U32: g << set.*f->member.u32; break;
+      case Kind_Field::U32:
+        if (f->flags & Kind_Field::AS_I32)
+          g << static_cast<int>(set.*f->member.u32);
+        else
+          g << set.*f->member.u32;
+        break;
       case Kind_Field::I32: g << set.*f->member.i32; break;
       case Kind_Field::I64: g << set.*f->member.i64; break;
       case Kind_Field::U64: g << set.*f->member.u64; break;

@@ -7,6 +7,7 @@
 
 #include "backup/backup_set/common/backup_set.h"
 #include "backup/backup_set/common/cachedb_backup_set.h"
+#include "backup/backup_set/common/cloudos_backup_set.h"
 #include "backup/backup_set/common/db2_backup_set.h"
 #include "backup/backup_set/common/dmdb_backup_set.h"
 #include "backup/backup_set/common/dmdb_log_backup_set.h"
@@ -14,16 +15,23 @@
 #include "backup/backup_set/common/domino_backup_set.h"
 #include "backup/backup_set/common/exchange_backup_set.h"
 #include "backup/backup_set/common/file_backup_set.h"
+#include "backup/backup_set/common/fusioncloud_backup_set.h"
+#include "backup/backup_set/common/fusioncompute_backup_set.h"
 #include "backup/backup_set/common/gaussdb_backup_set.h"
+#include "backup/backup_set/common/h3c_cas_backup_set.h"
 #include "backup/backup_set/common/hana_backup_set.h"
 #include "backup/backup_set/common/hive_backup_set.h"
+#include "backup/backup_set/common/hyper_v_backup_set.h"
+#include "backup/backup_set/common/ics_backup_set.h"
 #include "backup/backup_set/common/informix_backup_set.h"
+#include "backup/backup_set/common/k8s_backup_set.h"
 #include "backup/backup_set/common/kingbase_backup_set.h"
 #include "backup/backup_set/common/mongodb_backup_set.h"
 #include "backup/backup_set/common/mssql_backup_set.h"
 #include "backup/backup_set/common/mysql_backup_set.h"
 #include "backup/backup_set/common/ndmp_backup_set.h"
 #include "backup/backup_set/common/oceanbase_backup_set.h"
+#include "backup/backup_set/common/openstack_backup_set.h"
 #include "backup/backup_set/common/oracle_arch_backup_set.h"
 #include "backup/backup_set/common/oracle_backup_set.h"
 #include "backup/backup_set/common/oracle_exp_backup_set.h"
@@ -32,6 +40,8 @@
 #include "backup/backup_set/common/postgres_backup_set.h"
 #include "backup/backup_set/common/sharepoint_backup_set.h"
 #include "backup/backup_set/common/sybase_backup_set.h"
+#include "backup/backup_set/common/vmware_backup_set.h"
+#include "backup/backup_set/common/windows_bmr_backup_set.h"
 #include "platform/json/json_text.h"
 
 std::vector<Backup_Set_Kind const*> const& Backup_Set_Kinds::all() {
@@ -45,6 +55,10 @@ std::vector<Backup_Set_Kind const*> const& Backup_Set_Kinds::all() {
       &Postgres_Backup_Set::kind(), &MongoDB_Backup_Set::kind(),  &NDMP_Backup_Set::kind(),
       &Domino_Backup_Set::kind(),  &Kingbase_Backup_Set::kind(),  &Oscar_Backup_Set::kind(),
       &Oscar_Brcmd_Backup_Set::kind(), &Hive_Backup_Set::kind(),  &OceanBase_Backup_Set::kind(),
+      &VMware_Backup_Set::kind(),  &Hyper_V_Backup_Set::kind(),  &Windows_BMR_Backup_Set::kind(),
+      &OpenStack_Backup_Set::kind(), &FusionCompute_Backup_Set::kind(), &FusionCloud_Backup_Set::kind(),
+      &ICS_Backup_Set::kind(),     &H3C_CAS_Backup_Set::kind(),  &CloudOS_Backup_Set::kind(),
+      &K8S_Backup_Set::kind(),
   };
   return kinds;
 }

@@ -38,6 +38,7 @@ struct BSET_API Kind_Field {
     OMIT_MINUS_ONE = 1u << 4,  // written only when not -1 (the not-known mark)
     OMIT_ZERO = 1u << 5,       // written only when not 0 (an unset time)
     SECOND_TABLE = 1u << 6,    // a COLUMN of the kind's second member table
+    AS_I32 = 1u << 7,          // a U32 written with the signed 32-bit writer
   };
   // Writes key and value of a CUSTOM field, or of a field written its own
   // way (or nothing, when it leaves the key out).
