@@ -21,6 +21,7 @@
 #include "backup/backup_set/common/backup_set_storage.h"
 #include "backup/backup_set/common/catalog_operator.h"
 #include "backup/backup_set/common/restful_catalog_operator.h"
+#include "platform/database/query_result_printer.h"
 #include "platform/json/json_text.h"
 #include "platform/rest/upstream_json_restful_client.h"
 #include "platform/rpc/global_json_rpc_channel.h"
@@ -148,6 +149,83 @@ inline Object document_object(Backup_Set& set) {
   return doc.type() == json_spirit::obj_type ? doc.get_obj() : Object();
 }
 
+// The row's value of `key` is `want`.
+inline void expect_column(Object const& row, std::string const& key, Value const& want) {
+  auto it = row.find(key);
+  if (it == row.end()) {
+    ADD_FAILURE() << "no column " << key << " in " << JSON_Dump(Value(row));
+    return;
+  }
+  EXPECT_TRUE(want == it->second) << key << ": want " << JSON_Dump(want) << "\ngot  " << JSON_Dump(it->second);
+}
+
+// The row's keys are exactly `keys`.
+inline void expect_columns(Object const& row, std::set<std::string> const& keys) {
+  std::set<std::string> got;
+  for (auto const& m : row) got.insert(m.first);
+  EXPECT_EQ(keys, got);
+}
+
+// Hands every event of a result on to `to` and counts the column values
+// offered, so a read that leaves a record alone can still show that the
+// row reached it.
+class Counting_Printer : public database::sql::Query_Result_Printer {
+ public:
+  explicit Counting_Printer(database::sql::Query_Result_Printer& to) : to_(to) {}
+
+  int columns = 0;
+
+  bool start_map(int i, char const* key) override { return to_.start_map(i, key); }
+  bool end_map() override { return to_.end_map(); }
+  bool start_array(int i, char const* key) override { return to_.start_array(i, key); }
+  bool end_array() override { return to_.end_array(); }
+  bool print_key(int i, char const* key) override { return to_.print_key(i, key); }
+  bool print_name(int i, char const* name) override { return to_.print_name(i, name); }
+  bool print_null(int i, char const* key) override {
+    ++columns;
+    return to_.print_null(i, key);
+  }
+  bool print_bool(int i, char const* key, bool v) override {
+    ++columns;
+    return to_.print_bool(i, key, v);
+  }
+  bool print_int(int i, char const* key, long long v) override {
+    ++columns;
+    return to_.print_int(i, key, v);
+  }
+  bool print_uint(int i, char const* key, unsigned long long v) override {
+    ++columns;
+    return to_.print_uint(i, key, v);
+  }
+  bool print_double(int i, char const* key, double v) override {
+    ++columns;
+    return to_.print_double(i, key, v);
+  }
+  bool print_str(int i, char const* key, std::string const& v) override {
+    ++columns;
+    return to_.print_str(i, key, v);
+  }
+  bool print_cstr(int i, char const* key, char const* v, unsigned long long n) override {
+    ++columns;
+    return to_.print_cstr(i, key, v, n);
+  }
+  bool print_custr(int i, char const* key, unsigned char const* v, unsigned long long n) override {
+    ++columns;
+    return to_.print_custr(i, key, v, n);
+  }
+  bool print_ustr(int i, char const* key, std::basic_string<unsigned char> const& v) override {
+    ++columns;
+    return to_.print_ustr(i, key, v);
+  }
+  bool print_json(int i, char const* key, Value const& v) override {
+    ++columns;
+    return to_.print_json(i, key, v);
+  }
+
+ private:
+  database::sql::Query_Result_Printer& to_;
+};
+
 class Kind_Commit_Test : public ::testing::TestWithParam<std::tuple<Catalog_Target::Engine, Protocol>> {
  protected:
   Kind_Commit_Test() : target_(std::get<0>(GetParam())), protocol_(std::get<1>(GetParam())) {}
@@ -200,6 +278,54 @@ class Kind_Commit_Test : public ::testing::TestWithParam<std::tuple<Catalog_Targ
   template <typename Kind>
   bool read_kind(std::string const& uuid, Kind& out) {
     return read_set([](Select_SQL& sql) { Kind::init_select_sql(sql, "b"); }, uuid, out);
+  }
+
+  // The statement `init` builds (from the set's table as "b"), narrowed to
+  // the one set whose raw uuid the statement's expression `key` holds.
+  static void build(Select_SQL& sql, std::function<void(Select_SQL&)> const& init, std::string const& key,
+                    std::string const& uuid) {
+    init(sql);
+    std::basic_string<unsigned char> raw;
+    EXPECT_TRUE(UUID_Binary::parse(uuid, raw));
+    sql.where((key + "=:uuid").c_str(), false);
+    sql.bind(":uuid", Binding_Value(raw));
+  }
+
+  // The rows of such a statement, each as key -> value the way the set
+  // handler delivers them (UUIDs as text, JSON columns parsed).
+  std::vector<Object> rows_of(std::function<void(Select_SQL&)> const& init, std::string const& key,
+                              std::string const& uuid) {
+    Select_SQL sql("backup_set", "b");
+    build(sql, init, key, uuid);
+    auto c = target_.connect();
+    Array rows;
+    EXPECT_TRUE(c->query_rows(sql, rows, Backup_Set::result_handler())) << c->last_error();
+    std::vector<Object> out;
+    for (Value const& row : rows)
+      if (row.type() == json_spirit::obj_type) out.push_back(row.get_obj());
+    return out;
+  }
+
+  // The rows of such a statement straight into one record, as read_set
+  // does; answers how many column values reached the record (-1 when the
+  // query failed).
+  int read_rows_into(std::function<void(Select_SQL&)> const& init, std::string const& key, std::string const& uuid,
+                     Backup_Set& out) {
+    Select_SQL sql("backup_set", "b");
+    build(sql, init, key, uuid);
+    auto c = target_.connect();
+    Counting_Printer counter(out);
+    bool ok = c->query(sql, counter, database::sql::Connection::QM_FLAT, Backup_Set::result_handler(), 0);
+    EXPECT_TRUE(ok) << c->last_error();
+    return ok ? counter.columns : -1;
+  }
+
+  // The first column of the first row of a statement of the test's own.
+  Value value_of(std::string const& text) {
+    auto c = target_.connect();
+    Value v;
+    EXPECT_TRUE(c->query_value(SQL(text), v)) << c->last_error();
+    return v;
   }
 
   long long count(std::string const& text) {
