@@ -1,6 +1,7 @@
 #include "platform/json/json_text.h"
 
 #include <cerrno>
+#include <cmath>
 #include <charconv>
 #include <climits>
 #include <cstdio>
@@ -10,6 +11,7 @@
 #include <utility>
 #include <vector>
 
+#include <yajl/yajl_common.h>
 #include <yajl/yajl_parse.h>
 
 using json_spirit::Array;
@@ -43,6 +45,8 @@ struct Builder {
   // of the open containers below the root.
   std::deque<JSON_Repeated_Key>* repeats = nullptr;
   std::vector<std::string> path;
+  // Why a callback stopped the parse (yajl only says that one did).
+  std::string failure;
 
   // Where a value goes inside the open container.
   Value* place(Value&& v) {
@@ -76,7 +80,15 @@ struct Builder {
     return 1;
   }
 
+  // Nothing is accepted that the generator could not write back: yajl's
+  // generator stops at YAJL_MAX_DEPTH open containers.
+  static constexpr size_t MAX_DEPTH = YAJL_MAX_DEPTH - 1;
+
   Value* open(Value&& v) {
+    if (stack.size() >= MAX_DEPTH) {
+      failure = "JSON text nested deeper than " + std::to_string(MAX_DEPTH) + " levels";
+      return nullptr;
+    }
     if (stack.empty()) {
       root = std::move(v);
       have_root = true;
@@ -127,6 +139,10 @@ int on_number(void* ctx, char const* s, size_t len) {
   char* end = nullptr;
   double d = strtod(text.c_str(), &end);
   if (!end || *end != 0) return 0;
+  if (!std::isfinite(d)) {
+    B(ctx)->failure = "number out of range: " + text;
+    return 0;
+  }
   return B(ctx)->add(Value(d));
 }
 
@@ -135,7 +151,7 @@ int on_string(void* ctx, unsigned char const* s, size_t len) {
 }
 
 int on_start_map(void* ctx) {
-  B(ctx)->open(Value(Object()));
+  if (!B(ctx)->open(Value(Object()))) return 0;
   B(ctx)->keys.emplace_back();
   return 1;
 }
@@ -151,10 +167,7 @@ int on_end_map(void* ctx) {
   return 1;
 }
 
-int on_start_array(void* ctx) {
-  B(ctx)->open(Value(Array()));
-  return 1;
-}
+int on_start_array(void* ctx) { return B(ctx)->open(Value(Array())) ? 1 : 0; }
 
 int on_end_array(void* ctx) {
   B(ctx)->close();
@@ -232,6 +245,8 @@ bool JSON_Parse(char const* text, size_t length, Value& out, std::string* error,
   if (!ok && error) {
     if (st == yajl_status_ok) {
       *error = "incomplete JSON text";
+    } else if (!builder.failure.empty()) {
+      *error = builder.failure;
     } else {
       unsigned char* msg = yajl_get_error(h, 0, reinterpret_cast<unsigned char const*>(text), length);
       *error = reinterpret_cast<char const*>(msg);

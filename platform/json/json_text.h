@@ -10,11 +10,14 @@
 #include "platform/export.h"
 #include "platform/json/value.h"
 
-// Text of a value: compact, keys in the object's (sorted) order.
+// Text of a value: compact, keys in the object's (sorted) order; "" when
+// the value cannot be written (nested too deep, a number not finite).
 BSET_API std::string JSON_Dump(json_spirit::Value const& value);
 
 // Parses one complete JSON text. On failure `out` is unchanged and, when
-// `error` is given, it receives yajl's description of the fault.
+// `error` is given, it receives yajl's description of the fault. Only what
+// JSON_Dump can write back is accepted: nesting deeper than 127 levels and
+// numbers beyond the range of a double are refused.
 BSET_API bool JSON_Parse(std::string const& text, json_spirit::Value& out);
 BSET_API bool JSON_Parse(char const* text, size_t length, json_spirit::Value& out, std::string* error);
 

@@ -12,6 +12,9 @@
 
 // A thin streaming writer over a yajl generator: `gen << "key" << value`.
 // Inline so that writing a document costs what the raw yajl calls cost.
+// A write yajl refuses (a value nested past its depth limit, a number that
+// is not finite, a key where a value belongs) leaves the text broken, so the
+// first refusal is remembered: ok() is false from then on.
 class BSET_API YAJL_Gen {
  public:
   // Text with an explicit length (need not be zero-ended).
@@ -21,7 +24,7 @@ class BSET_API YAJL_Gen {
     size_t size;
   };
 
-  YAJL_Gen(yajl_gen_t* gen, bool owns) : gen_(gen), owns_(owns) {}
+  YAJL_Gen(yajl_gen_t* gen, bool owns) : gen_(gen), owns_(owns), ok_(true) {}
   ~YAJL_Gen() {
     if (owns_ && gen_) yajl_gen_free(gen_);
   }
@@ -29,9 +32,13 @@ class BSET_API YAJL_Gen {
   YAJL_Gen& operator=(YAJL_Gen const&) = delete;
 
   yajl_gen_t* get() const { return gen_; }
+  // Whether every write so far was taken.
+  bool ok() const { return ok_; }
+  // Folds the status of a write made on get() directly into ok().
+  void note(yajl_gen_status status) { ok_ = ok_ && status == yajl_gen_status_ok; }
 
   YAJL_Gen& operator<<(Str s) {
-    yajl_gen_string(gen_, reinterpret_cast<unsigned char const*>(s.data), s.size);
+    note(yajl_gen_string(gen_, reinterpret_cast<unsigned char const*>(s.data), s.size));
     return *this;
   }
   YAJL_Gen& operator<<(std::string const& s) { return *this << Str(s.data(), s.size()); }
@@ -43,18 +50,18 @@ class BSET_API YAJL_Gen {
     // several times faster, and yajl_gen_number still places the separators.
     char buf[24];
     char* end = std::to_chars(buf, buf + sizeof buf, i).ptr;
-    yajl_gen_number(gen_, buf, static_cast<size_t>(end - buf));
+    note(yajl_gen_number(gen_, buf, static_cast<size_t>(end - buf)));
     return *this;
   }
   YAJL_Gen& operator<<(long i) { return *this << static_cast<long long>(i); }
   YAJL_Gen& operator<<(unsigned long long i);
   YAJL_Gen& operator<<(unsigned long i) { return *this << static_cast<unsigned long long>(i); }
   YAJL_Gen& operator<<(bool b) {
-    yajl_gen_bool(gen_, b ? 1 : 0);
+    note(yajl_gen_bool(gen_, b ? 1 : 0));
     return *this;
   }
   YAJL_Gen& operator<<(double d) {
-    yajl_gen_double(gen_, d);
+    note(yajl_gen_double(gen_, d));
     return *this;
   }
   YAJL_Gen& operator<<(json_spirit::Value const& v);
@@ -64,6 +71,7 @@ class BSET_API YAJL_Gen {
  private:
   yajl_gen_t* gen_;
   bool owns_;
+  bool ok_;
 };
 
 #endif

@@ -1,3 +1,7 @@
+#include <cstring>
+#include <limits>
+#include <string>
+
 #include <gtest/gtest.h>
 
 #include "platform/json/json_text.h"
@@ -203,4 +207,57 @@ TEST(JSONParseRepeats, WithoutAListTheLastValueWins) {
   EXPECT_EQ(R"({"a":"last","b":[{"c":2}]})", JSON_Dump(two));
   EXPECT_EQ(two, four);
   EXPECT_EQ(two, with_null);
+}
+
+namespace {
+
+std::string nested_arrays(size_t depth) { return std::string(depth, '[') + std::string(depth, ']'); }
+
+}  // namespace
+
+TEST(JSONParse, AcceptsNestingTheWriterCanWriteBack) {
+  Value v;
+  ASSERT_TRUE(JSON_Parse(nested_arrays(127), v));
+  EXPECT_EQ(nested_arrays(127), JSON_Dump(v));
+}
+
+TEST(JSONParse, RefusesNestingTheWriterCannotWriteBack) {
+  for (std::string const& text : {nested_arrays(128), nested_arrays(1000)}) {
+    Value v("before");
+    std::string error;
+    EXPECT_FALSE(JSON_Parse(text.data(), text.size(), v, &error)) << text.size();
+    EXPECT_EQ("JSON text nested deeper than 127 levels", error);
+    EXPECT_EQ(Value("before"), v);
+  }
+  // Objects count as levels as much as arrays do.
+  std::string objects;
+  for (int i = 0; i < 128; ++i) objects += "{\"k\":";
+  objects += "1" + std::string(128, '}');
+  Value v;
+  std::string error;
+  EXPECT_FALSE(JSON_Parse(objects.data(), objects.size(), v, &error));
+  EXPECT_EQ("JSON text nested deeper than 127 levels", error);
+}
+
+TEST(JSONParse, RefusesNumbersBeyondTheRangeOfADouble) {
+  for (char const* text : {"1e999", "-1e999", "[1,{\"x\":2e400}]"}) {
+    Value v("before");
+    std::string error;
+    EXPECT_FALSE(JSON_Parse(text, std::strlen(text), v, &error)) << text;
+    EXPECT_EQ(0u, error.find("number out of range: ")) << error;
+    EXPECT_EQ(Value("before"), v);
+  }
+  Value v;
+  ASSERT_TRUE(JSON_Parse("[1e308,-1e308,1e-400,123456789012345678901234567890]", v));
+  EXPECT_EQ(1e308, v.get_array()[0].get_real());
+  EXPECT_EQ(-1e308, v.get_array()[1].get_real());
+  EXPECT_EQ(0.0, v.get_array()[2].get_real());  // underflow is a plain zero
+  EXPECT_FALSE(JSON_Dump(v).empty());
+}
+
+TEST(JSONDump, ValuesItCannotWriteGiveEmptyText) {
+  EXPECT_EQ("", JSON_Dump(Value(std::numeric_limits<double>::infinity())));
+  Value deep = Value(Array());
+  for (int i = 0; i < 130; ++i) deep = Value(Array{deep});
+  EXPECT_EQ("", JSON_Dump(deep));
 }

@@ -1,3 +1,4 @@
+#include <limits>
 #include <string>
 
 #include <gtest/gtest.h>
@@ -55,4 +56,47 @@ TEST(YAJLGen, NullCStringIsEmpty) {
   YAJL_Gen gen(yajl_gen_alloc(nullptr), true);
   gen << static_cast<char const*>(nullptr);
   EXPECT_EQ("\"\"", text_of(gen.get()));
+}
+
+TEST(YAJLGen, IsOkWhileEveryWriteIsTaken) {
+  YAJL_Gen gen(yajl_gen_alloc(nullptr), true);
+  {
+    YAJL_Map_Guard map(gen.get());
+    gen << "a" << 1 << "b" << json_spirit::Object{{"c", json_spirit::Value(0.25)}};
+  }
+  EXPECT_TRUE(gen.ok());
+}
+
+TEST(YAJLGen, ANumberThatIsNotFiniteIsRememberedAsAFailure) {
+  YAJL_Gen gen(yajl_gen_alloc(nullptr), true);
+  YAJL_Map_Guard map(gen.get());
+  gen << "d" << std::numeric_limits<double>::infinity();
+  EXPECT_FALSE(gen.ok());
+  gen << "e" << 1;  // a later write that is taken does not clear it
+  EXPECT_FALSE(gen.ok());
+}
+
+TEST(YAJLGen, AValueNestedPastTheLimitIsRememberedAsAFailure) {
+  json_spirit::Value deep = json_spirit::Value(json_spirit::Array());
+  for (int i = 0; i < 130; ++i) deep = json_spirit::Value(json_spirit::Array{deep});
+  YAJL_Gen gen(yajl_gen_alloc(nullptr), true);
+  YAJL_Map_Guard map(gen.get());
+  gen << "deep" << deep;
+  EXPECT_FALSE(gen.ok());
+}
+
+TEST(YAJLGen, AValueInsideAnObjectOrArrayIsChecked) {
+  json_spirit::Value nan(std::numeric_limits<double>::quiet_NaN());
+  YAJL_Gen in_object(yajl_gen_alloc(nullptr), true);
+  in_object << json_spirit::Object{{"x", nan}};
+  EXPECT_FALSE(in_object.ok());
+  YAJL_Gen in_array(yajl_gen_alloc(nullptr), true);
+  in_array << json_spirit::Array{json_spirit::Value(1), nan};
+  EXPECT_FALSE(in_array.ok());
+}
+
+TEST(YAJLGen, AStatusOfADirectWriteCanBeNoted) {
+  YAJL_Gen gen(yajl_gen_alloc(nullptr), true);
+  gen.note(yajl_gen_map_close(gen.get()));  // nothing is open
+  EXPECT_FALSE(gen.ok());
 }

@@ -1,3 +1,4 @@
+#include <limits>
 #include <string>
 
 #include <gtest/gtest.h>
@@ -311,4 +312,82 @@ TEST(BackupSet, SetCanBeWrittenInsideAnOuterDocument) {
   ASSERT_EQ(json_spirit::obj_type, doc.type());
   EXPECT_EQ(1, json_spirit::object_get_int64_or_throw(doc.get_obj(), "after"));
   EXPECT_EQ(1u, doc.get_obj().at("set").get_obj().at("pieces").get_array().size());
+}
+
+namespace {
+
+json_spirit::Value nested_past_the_writer(int levels) {
+  json_spirit::Value v = json_spirit::Value(json_spirit::Array());
+  for (int i = 0; i < levels; ++i) v = json_spirit::Value(json_spirit::Array{v});
+  return v;
+}
+
+// Generates `set` expecting the refusal of an unwritable value.
+void expect_unwritable(Backup_Set& set) {
+  Log_Capture capture;
+  Generated doc = generate_text(set);
+  EXPECT_FALSE(doc.ok) << doc.text;
+  ASSERT_EQ(1u, capture.size()) << capture.dump();
+  EXPECT_EQ(static_cast<unsigned long>(LM_ERROR), capture.records()[0].priority);
+  EXPECT_EQ("Failed to generate backup set '" + set.uuid + "': a value cannot be written as JSON.\n",
+            capture.records()[0].text);
+}
+
+}  // namespace
+
+TEST(BackupSet, ANumberThatIsNotFiniteInTheSetFailsTheDocument) {
+  Backup_Set set("file");
+  set.uuid = "u-1";
+  set.extended_attrs["ratio"] = json_spirit::Value(std::numeric_limits<double>::infinity());
+  expect_unwritable(set);
+}
+
+TEST(BackupSet, AValueNestedTooDeepInAPieceFailsTheDocument) {
+  Backup_Set set("file");
+  set.uuid = "u-2";
+  set.add_piece("/a", 1);
+  Backup_Piece deep;
+  deep.path = "/b";
+  deep.extended_attrs["tree"] = nested_past_the_writer(130);
+  set.add_piece(deep);
+  set.add_piece("/c", 3);
+  expect_unwritable(set);
+}
+
+TEST(BackupSet, AnUnwritableValueInOneOfSeveralStoragesFailsTheDocument) {
+  Backup_Set set("file");
+  set.uuid = "u-3";
+  set.add_storage("p1", 1);
+  set.add_storage("p2", 2, {{"nan", json_spirit::Value(std::numeric_limits<double>::quiet_NaN())}});
+  expect_unwritable(set);
+}
+
+TEST(BackupSet, AnUnwritableValueInTheOnlyStorageFailsTheDocument) {
+  Backup_Set set("file");
+  set.uuid = "u-4";
+  set.add_storage("p1", 1, {{"inf", json_spirit::Value(-std::numeric_limits<double>::infinity())}});
+  expect_unwritable(set);
+}
+
+TEST(BackupSet, AnUnwritableValueOfAKindFailsTheDocument) {
+  struct Kind_With_A_Real : Backup_Set {
+    Kind_With_A_Real() : Backup_Set("x") {}
+    bool generate_i(YAJL_Gen& g) override {
+      g << "ratio" << std::numeric_limits<double>::infinity();
+      return true;
+    }
+  } set;
+  set.uuid = "u-5";
+  expect_unwritable(set);
+}
+
+TEST(BackupSet, TheDeepestWritableValueStillMakesADocument) {
+  Backup_Set set("file");
+  set.uuid = "u-6";
+  // The document's object and "resource_tree" take two levels.
+  set.resource_tree["t"] = nested_past_the_writer(124);
+  Generated doc = generate_text(set);
+  ASSERT_TRUE(doc.ok);
+  json_spirit::Value parsed;
+  EXPECT_TRUE(JSON_Parse(doc.text, parsed)) << doc.text.substr(0, 200);
 }

@@ -34,7 +34,7 @@ bool Backup_Piece::generate(yajl_gen_t* gen) {
   YAJL_Map_Guard map(gen);
   g << key("path") << path << key("object") << object << key("size") << size;
   g << key("extended_attrs") << extended_attrs;
-  return true;
+  return g.ok();
 }
 
 namespace {

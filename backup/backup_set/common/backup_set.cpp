@@ -127,13 +127,15 @@ bool Backup_Set::generate(yajl_gen_t* gen) {
   }
 
   // One copy is written as an object, several as an array.
+  bool written = true;
   if (storages.size() == 1) {
     g << key("storage");
-    storages.front().generate(gen);
+    written = storages.front().generate(gen);
   } else if (storages.size() > 1) {
     g << key("storages");
     YAJL_Array_Guard array(gen);
-    for (auto& storage : storages) storage.generate(gen);
+    for (auto& storage : storages)
+      if (!storage.generate(gen)) written = false;
   }
 
   g << key("pieces");
@@ -141,13 +143,20 @@ bool Backup_Set::generate(yajl_gen_t* gen) {
     YAJL_Array_Guard array(gen);
     // The vector holds exactly Backup_Piece objects, so the call is bound
     // statically: a set can carry millions of pieces.
-    for (auto& piece : pieces) piece.Backup_Piece::generate(gen);
+    for (auto& piece : pieces)
+      if (!piece.Backup_Piece::generate(gen)) written = false;
   }
 
   g << key("lsb") << lsb << key("uname") << uname;
 
   if (!generate_i(g)) {
     ACE_ERROR((LM_ERROR, "Failed to generate backup set with agent '%s'.\n", agent.c_str()));
+    return false;
+  }
+  // A value nested too deep or a number that is not finite leaves the text
+  // broken: refuse the document rather than send it.
+  if (!written || !g.ok()) {
+    ACE_ERROR((LM_ERROR, "Failed to generate backup set '%s': a value cannot be written as JSON.\n", uuid.c_str()));
     return false;
   }
   return true;

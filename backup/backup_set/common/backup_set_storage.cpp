@@ -44,7 +44,7 @@ bool Backup_Set_Storage::generate(yajl_gen_t* gen) {
   }
   if (!upstream_pool_uuid.empty()) g << key("upstream_pool_uuid") << upstream_pool_uuid;
   g << key("extended_attrs") << extended_attrs;
-  return true;
+  return g.ok();
 }
 
 namespace {
