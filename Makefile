@@ -3,8 +3,10 @@
 BUILD ?= build
 BUILD_TYPE ?= RelWithDebInfo
 JOBS ?= $(shell nproc)
+FUZZ_BUILD ?= build-fuzz
+FUZZ_SECONDS ?= 60
 
-.PHONY: all setup configure build demo test bench clean
+.PHONY: all setup configure build demo test fuzz bench clean
 
 all: build
 
@@ -23,10 +25,15 @@ demo: configure
 
 test: build
 	@ctest --test-dir $(BUILD) --output-on-failure -j $(JOBS)
+	@FUZZ_BUILD=$(FUZZ_BUILD) JOBS=$(JOBS) bash scripts/fuzz.sh $(FUZZ_SECONDS)
+
+# The fuzz targets alone, in their own clang tree: FUZZ_SECONDS per target.
+fuzz: setup
+	@FUZZ_BUILD=$(FUZZ_BUILD) JOBS=$(JOBS) bash scripts/fuzz.sh $(FUZZ_SECONDS)
 
 bench: configure
 	@cmake --build $(BUILD) -j $(JOBS) --target benchmarks
 	@for b in $(BUILD)/bench/bench_*; do echo "== $$b"; $$b; done
 
 clean:
-	@rm -rf $(BUILD)
+	@rm -rf $(BUILD) $(FUZZ_BUILD)

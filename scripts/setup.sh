@@ -1,6 +1,8 @@
 #!/usr/bin/env bash
 # Installs the Debian packages the project builds and tests with; does nothing
-# when they are all present already.
+# when they are all present already. The fuzz targets need clang, its
+# sanitizer and libFuzzer runtimes (libclang-rt-dev) and llvm-symbolizer
+# (llvm) for readable stacks.
 set -euo pipefail
 
 packages=(
@@ -8,6 +10,7 @@ packages=(
   libace-dev libyajl-dev libsqlite3-dev libpq-dev postgresql
   libcurl4-openssl-dev libcpp-httplib-dev libcli11-dev openssl
   googletest libgtest-dev libgmock-dev libbenchmark-dev
+  clang libclang-rt-dev llvm
 )
 
 missing=()
