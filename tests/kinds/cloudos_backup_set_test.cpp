@@ -126,50 +126,25 @@ TEST(CloudOSBackupSet, GenerateDoesNotChangeTheRecord) {
 // ---- module and registry ----------------------------------------------------
 
 TEST(CloudOSBackupSet, CatalogueModuleIsCloudos) {
-  expect_catalogue_module<CloudOS_Backup_Set>("cloudos");
-  EXPECT_STREQ("CloudOS_Backup_Set", CloudOS_Backup_Set::kind().class_name());
-  EXPECT_STREQ("cloudos_backup_set", CloudOS_Backup_Set::kind().table());
+  expect_kind_names<CloudOS_Backup_Set>("cloudos", "CloudOS_Backup_Set", "cloudos_backup_set");
 }
 
 TEST(CloudOSBackupSet, KindIsListedInTheRegistry) {
-  expect_listed_in_registry<CloudOS_Backup_Set>();
-  EXPECT_EQ(&CloudOS_Backup_Set::kind(), Backup_Set_Kinds::find("cloudos"));
+  expect_registered_as<CloudOS_Backup_Set>("cloudos");
 }
 
 // ---- statement --------------------------------------------------------------
 
 TEST(CloudOSBackupSet, StatementReadsItsOwnTableUnderTheCallersAlias) {
-  Select_SQL sql("backup_set", "b");
-  CloudOS_Backup_Set::init_select_sql(sql, "c");
-  EXPECT_EQ("cloudos_backup_set", sql.from_table());
-  EXPECT_EQ("c", sql.from_alias());
-  EXPECT_TRUE(sql.joins().empty());
-  EXPECT_EQ(cloudos_columns("c"), sql.columns());
+  expect_own_table_statement<CloudOS_Backup_Set>("cloudos_backup_set", cloudos_columns, {"c"}, "backup_set", "b");
 }
 
 TEST(CloudOSBackupSet, StatementFollowsAnotherAlias) {
-  for (char const* alias : {"cos", "b", "v1"}) {
-    Select_SQL sql("x", "y");
-    CloudOS_Backup_Set::init_select_sql(sql, alias);
-    EXPECT_EQ("cloudos_backup_set", sql.from_table());
-    EXPECT_EQ(alias, sql.from_alias());
-    EXPECT_TRUE(sql.joins().empty());
-    EXPECT_EQ(cloudos_columns(alias), sql.columns());
-  }
+  expect_own_table_statement<CloudOS_Backup_Set>("cloudos_backup_set", cloudos_columns, {"cos", "b", "v1"});
 }
 
 TEST(CloudOSBackupSet, StatementCarriesNoKeyOfTheBaseTable) {
-  Select_SQL sql("backup_set", "b");
-  CloudOS_Backup_Set::init_select_sql(sql, "b");
-  Select_SQL base("backup_set", "b");
-  Backup_Set::init_select_sql(base, "b");
-  ASSERT_FALSE(base.columns().empty());
-  EXPECT_EQ(8u, sql.columns().size());
-  for (auto const& column : sql.columns())
-    for (auto const& base_column : base.columns()) {
-      EXPECT_NE(base_column.second, column.second);
-      EXPECT_NE(base_column.first, column.first);
-    }
+  expect_no_base_column<CloudOS_Backup_Set>(8u);
 }
 
 TEST(CloudOSBackupSet, StatementSelectsConfigBeforeSnapshot) {
@@ -213,27 +188,11 @@ TEST(CloudOSBackupSet, BaseColumnsReachTheBase) {
 }
 
 TEST(CloudOSBackupSet, UnsignedAndBoolColumnsEndAtThePrinterDefault) {
-  CloudOS_Backup_Set set;
-  std::string const before = document_of(set);
-  database::sql::Query_Result_Token_Printer fresh;
-  EXPECT_EQ(fresh.print_uint(0, "size", 5), set.print_uint(0, "size", 5));
-  EXPECT_EQ(fresh.print_bool(0, "flag", true), set.print_bool(0, "flag", true));
-  EXPECT_EQ(0, set.size);
-  EXPECT_EQ(before, document_of(set));
+  expect_unsigned_and_bool_end_at_printer_default<CloudOS_Backup_Set>();
 }
 
 TEST(CloudOSBackupSet, NullOrEmptyKeyIsRefusedByTheBase) {
-  Log_Capture capture;
-  CloudOS_Backup_Set set;
-  std::string const before = document_of(set);
-  EXPECT_FALSE(set.print_cstr(0, nullptr, "x", 1));
-  EXPECT_FALSE(set.print_cstr(0, "", "x", 1));
-  EXPECT_FALSE(set.print_int(0, nullptr, 1));
-  EXPECT_FALSE(set.print_int(0, "", 1));
-  EXPECT_FALSE(set.print_json(0, nullptr, Value(Object())));
-  EXPECT_FALSE(set.print_json(0, "", Value(Object())));
-  expect_key_refusals(capture, 6, BASE_SOURCE);
-  EXPECT_EQ(before, document_of(set));
+  expect_null_or_empty_key_refused_by_base<CloudOS_Backup_Set>(Value(Object()), BASE_SOURCE);
 }
 
 TEST(CloudOSBackupSet, BaseColumnInsideAnOpenMapIsIgnored) {

@@ -97,14 +97,11 @@ TEST(FusionCloudBackupSet, EachProfileIsWrittenUnderItsOwnKey) {
 // ---- kind -----------------------------------------------------------------
 
 TEST(FusionCloudBackupSet, CatalogueModuleIsFusioncloud) {
-  expect_catalogue_module<FusionCloud_Backup_Set>("fusioncloud");
-  EXPECT_STREQ("FusionCloud_Backup_Set", FusionCloud_Backup_Set::kind().class_name());
-  EXPECT_STREQ("fusioncloud_backup_set", FusionCloud_Backup_Set::kind().table());
+  expect_kind_names<FusionCloud_Backup_Set>("fusioncloud", "FusionCloud_Backup_Set", "fusioncloud_backup_set");
 }
 
 TEST(FusionCloudBackupSet, KindIsListedInTheRegistry) {
-  expect_listed_in_registry<FusionCloud_Backup_Set>();
-  EXPECT_EQ(&FusionCloud_Backup_Set::kind(), Backup_Set_Kinds::find("fusioncloud"));
+  expect_registered_as<FusionCloud_Backup_Set>("fusioncloud");
 }
 
 // ---- statement ------------------------------------------------------------

@@ -177,36 +177,21 @@ TEST(FusionComputeBackupSet, AdaptersAndVolumesKeepVectorOrder) {
 // ---- kind -----------------------------------------------------------------
 
 TEST(FusionComputeBackupSet, CatalogueModuleIsFusioncompute) {
-  expect_catalogue_module<FusionCompute_Backup_Set>("fusioncompute");
-  EXPECT_STREQ("FusionCompute_Backup_Set", FusionCompute_Backup_Set::kind().class_name());
-  EXPECT_STREQ("fusioncompute_backup_set", FusionCompute_Backup_Set::kind().table());
+  expect_kind_names<FusionCompute_Backup_Set>("fusioncompute", "FusionCompute_Backup_Set", "fusioncompute_backup_set");
 }
 
 TEST(FusionComputeBackupSet, KindIsListedInTheRegistry) {
-  expect_listed_in_registry<FusionCompute_Backup_Set>();
-  EXPECT_EQ(&FusionCompute_Backup_Set::kind(), Backup_Set_Kinds::find("fusioncompute"));
+  expect_registered_as<FusionCompute_Backup_Set>("fusioncompute");
 }
 
 // ---- statement ------------------------------------------------------------
 
 TEST(FusionComputeBackupSet, StatementReadsItsOwnTableAloneUnderTheCallersAlias) {
-  Select_SQL sql("backup_set", "b");
-  FusionCompute_Backup_Set::init_select_sql(sql, "f");
-  EXPECT_EQ("fusioncompute_backup_set", sql.from_table());
-  EXPECT_EQ("f", sql.from_alias());
-  EXPECT_EQ(fusioncompute_columns("f"), sql.columns());
-  EXPECT_TRUE(sql.joins().empty());
+  expect_own_table_statement<FusionCompute_Backup_Set>("fusioncompute_backup_set", fusioncompute_columns, {"f"}, "backup_set", "b");
 }
 
 TEST(FusionComputeBackupSet, StatementFollowsOtherAliases) {
-  for (char const* alias : {"fc", "vm2", "b"}) {
-    Select_SQL sql("x", "y");
-    FusionCompute_Backup_Set::init_select_sql(sql, alias);
-    EXPECT_EQ("fusioncompute_backup_set", sql.from_table());
-    EXPECT_EQ(alias, sql.from_alias());
-    EXPECT_EQ(fusioncompute_columns(alias), sql.columns());
-    EXPECT_TRUE(sql.joins().empty());
-  }
+  expect_own_table_statement<FusionCompute_Backup_Set>("fusioncompute_backup_set", fusioncompute_columns, {"fc", "vm2", "b"});
 }
 
 TEST(FusionComputeBackupSet, StatementNamesVmNameFirstAndSnapshotUrnLast) {

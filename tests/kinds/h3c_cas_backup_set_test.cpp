@@ -133,50 +133,25 @@ TEST(H3CCASBackupSet, GenerateDoesNotChangeTheRecord) {
 // ---- module and registry ----------------------------------------------------
 
 TEST(H3CCASBackupSet, CatalogueModuleIsH3ccas) {
-  expect_catalogue_module<H3C_CAS_Backup_Set>("h3ccas");
-  EXPECT_STREQ("H3C_CAS_Backup_Set", H3C_CAS_Backup_Set::kind().class_name());
-  EXPECT_STREQ("h3ccas_backup_set", H3C_CAS_Backup_Set::kind().table());
+  expect_kind_names<H3C_CAS_Backup_Set>("h3ccas", "H3C_CAS_Backup_Set", "h3ccas_backup_set");
 }
 
 TEST(H3CCASBackupSet, KindIsListedInTheRegistry) {
-  expect_listed_in_registry<H3C_CAS_Backup_Set>();
-  EXPECT_EQ(&H3C_CAS_Backup_Set::kind(), Backup_Set_Kinds::find("h3ccas"));
+  expect_registered_as<H3C_CAS_Backup_Set>("h3ccas");
 }
 
 // ---- statement --------------------------------------------------------------
 
 TEST(H3CCASBackupSet, StatementReadsItsOwnTableUnderTheCallersAlias) {
-  Select_SQL sql("backup_set", "b");
-  H3C_CAS_Backup_Set::init_select_sql(sql, "h");
-  EXPECT_EQ("h3ccas_backup_set", sql.from_table());
-  EXPECT_EQ("h", sql.from_alias());
-  EXPECT_TRUE(sql.joins().empty());
-  EXPECT_EQ(h3c_columns("h"), sql.columns());
+  expect_own_table_statement<H3C_CAS_Backup_Set>("h3ccas_backup_set", h3c_columns, {"h"}, "backup_set", "b");
 }
 
 TEST(H3CCASBackupSet, StatementFollowsAnotherAlias) {
-  for (char const* alias : {"cas", "b", "t9"}) {
-    Select_SQL sql("x", "y");
-    H3C_CAS_Backup_Set::init_select_sql(sql, alias);
-    EXPECT_EQ("h3ccas_backup_set", sql.from_table());
-    EXPECT_EQ(alias, sql.from_alias());
-    EXPECT_TRUE(sql.joins().empty());
-    EXPECT_EQ(h3c_columns(alias), sql.columns());
-  }
+  expect_own_table_statement<H3C_CAS_Backup_Set>("h3ccas_backup_set", h3c_columns, {"cas", "b", "t9"});
 }
 
 TEST(H3CCASBackupSet, StatementCarriesNoKeyOfTheBaseTable) {
-  Select_SQL sql("backup_set", "b");
-  H3C_CAS_Backup_Set::init_select_sql(sql, "b");
-  Select_SQL base("backup_set", "b");
-  Backup_Set::init_select_sql(base, "b");
-  ASSERT_FALSE(base.columns().empty());
-  EXPECT_EQ(13u, sql.columns().size());
-  for (auto const& column : sql.columns())
-    for (auto const& base_column : base.columns()) {
-      EXPECT_NE(base_column.second, column.second);
-      EXPECT_NE(base_column.first, column.first);
-    }
+  expect_no_base_column<H3C_CAS_Backup_Set>(13u);
 }
 
 TEST(H3CCASBackupSet, StatementTextSelectsFromItsTableOnly) {
@@ -224,27 +199,11 @@ TEST(H3CCASBackupSet, BaseColumnsReachTheBase) {
 }
 
 TEST(H3CCASBackupSet, UnsignedAndBoolColumnsEndAtThePrinterDefault) {
-  H3C_CAS_Backup_Set set;
-  std::string const before = document_of(set);
-  database::sql::Query_Result_Token_Printer fresh;
-  EXPECT_EQ(fresh.print_uint(0, "size", 5), set.print_uint(0, "size", 5));
-  EXPECT_EQ(fresh.print_bool(0, "flag", true), set.print_bool(0, "flag", true));
-  EXPECT_EQ(0, set.size);
-  EXPECT_EQ(before, document_of(set));
+  expect_unsigned_and_bool_end_at_printer_default<H3C_CAS_Backup_Set>();
 }
 
 TEST(H3CCASBackupSet, NullOrEmptyKeyIsRefusedByTheBase) {
-  Log_Capture capture;
-  H3C_CAS_Backup_Set set;
-  std::string const before = document_of(set);
-  EXPECT_FALSE(set.print_cstr(0, nullptr, "x", 1));
-  EXPECT_FALSE(set.print_cstr(0, "", "x", 1));
-  EXPECT_FALSE(set.print_int(0, nullptr, 1));
-  EXPECT_FALSE(set.print_int(0, "", 1));
-  EXPECT_FALSE(set.print_json(0, nullptr, Value(Array())));
-  EXPECT_FALSE(set.print_json(0, "", Value(Array())));
-  expect_key_refusals(capture, 6, BASE_SOURCE);
-  EXPECT_EQ(before, document_of(set));
+  expect_null_or_empty_key_refused_by_base<H3C_CAS_Backup_Set>(Value(Array()), BASE_SOURCE);
 }
 
 TEST(H3CCASBackupSet, BaseColumnInsideAnOpenArrayIsIgnored) {

@@ -341,50 +341,25 @@ TEST(HyperVBackupSet, PieceOnASetWithoutPiecesIsFalse) {
 // ---- module and registry ----------------------------------------------------
 
 TEST(HyperVBackupSet, CatalogueModuleIsHyperv) {
-  expect_catalogue_module<Hyper_V_Backup_Set>("hyperv");
-  EXPECT_STREQ("Hyper_V_Backup_Set", Hyper_V_Backup_Set::kind().class_name());
-  EXPECT_STREQ("hyperv_backup_set", Hyper_V_Backup_Set::kind().table());
+  expect_kind_names<Hyper_V_Backup_Set>("hyperv", "Hyper_V_Backup_Set", "hyperv_backup_set");
 }
 
 TEST(HyperVBackupSet, KindIsListedInTheRegistry) {
-  expect_listed_in_registry<Hyper_V_Backup_Set>();
-  EXPECT_EQ(&Hyper_V_Backup_Set::kind(), Backup_Set_Kinds::find("hyperv"));
+  expect_registered_as<Hyper_V_Backup_Set>("hyperv");
 }
 
 // ---- statement --------------------------------------------------------------
 
 TEST(HyperVBackupSet, StatementReadsTheHyperVTableAloneUnderTheCallersAlias) {
-  Select_SQL sql("backup_set", "b");
-  Hyper_V_Backup_Set::init_select_sql(sql, "h");
-  EXPECT_EQ("hyperv_backup_set", sql.from_table());
-  EXPECT_EQ("h", sql.from_alias());
-  EXPECT_TRUE(sql.joins().empty());
-  EXPECT_EQ(hyper_v_columns("h"), sql.columns());
+  expect_own_table_statement<Hyper_V_Backup_Set>("hyperv_backup_set", hyper_v_columns, {"h"}, "backup_set", "b");
 }
 
 TEST(HyperVBackupSet, StatementFollowsAnotherAlias) {
-  for (char const* alias : {"hv", "b", "x2"}) {
-    Select_SQL sql("x", "y");
-    Hyper_V_Backup_Set::init_select_sql(sql, alias);
-    EXPECT_EQ("hyperv_backup_set", sql.from_table());
-    EXPECT_EQ(alias, sql.from_alias());
-    EXPECT_TRUE(sql.joins().empty());
-    EXPECT_EQ(hyper_v_columns(alias), sql.columns());
-  }
+  expect_own_table_statement<Hyper_V_Backup_Set>("hyperv_backup_set", hyper_v_columns, {"hv", "b", "x2"});
 }
 
 TEST(HyperVBackupSet, StatementCarriesNoColumnOfTheBaseTable) {
-  Select_SQL sql("backup_set", "b");
-  Hyper_V_Backup_Set::init_select_sql(sql, "b");
-  Select_SQL base("backup_set", "b");
-  Backup_Set::init_select_sql(base, "b");
-  ASSERT_FALSE(base.columns().empty());
-  for (auto const& column : base.columns())
-    EXPECT_EQ(sql.columns().end(), std::find(sql.columns().begin(), sql.columns().end(), column))
-        << column.first;
-  for (auto const& column : sql.columns())
-    for (auto const& base_column : base.columns()) EXPECT_NE(base_column.second, column.second);
-  EXPECT_EQ(13u, sql.columns().size());
+  expect_no_base_column<Hyper_V_Backup_Set>(13u);
 }
 
 TEST(HyperVBackupSet, StatementTextSelectsFromTheHyperVTableOnly) {
@@ -448,27 +423,11 @@ TEST(HyperVBackupSet, BaseColumnsReachTheBase) {
 }
 
 TEST(HyperVBackupSet, UnsignedAndBoolColumnsEndAtThePrinterDefault) {
-  Hyper_V_Backup_Set set;
-  std::string const before = document_of(set);
-  database::sql::Query_Result_Token_Printer fresh;
-  EXPECT_EQ(fresh.print_uint(0, "size", 5), set.print_uint(0, "size", 5));
-  EXPECT_EQ(fresh.print_bool(0, "flag", true), set.print_bool(0, "flag", true));
-  EXPECT_EQ(0, set.size);
-  EXPECT_EQ(before, document_of(set));
+  expect_unsigned_and_bool_end_at_printer_default<Hyper_V_Backup_Set>();
 }
 
 TEST(HyperVBackupSet, NullOrEmptyKeyIsRefusedByTheBase) {
-  Log_Capture capture;
-  Hyper_V_Backup_Set set;
-  std::string const before = document_of(set);
-  EXPECT_FALSE(set.print_cstr(0, nullptr, "x", 1));
-  EXPECT_FALSE(set.print_cstr(0, "", "x", 1));
-  EXPECT_FALSE(set.print_int(0, nullptr, 1));
-  EXPECT_FALSE(set.print_int(0, "", 1));
-  EXPECT_FALSE(set.print_json(0, nullptr, Value(Object())));
-  EXPECT_FALSE(set.print_json(0, "", Value(Object())));
-  expect_key_refusals(capture, 6, BASE_SOURCE);
-  EXPECT_EQ(before, document_of(set));
+  expect_null_or_empty_key_refused_by_base<Hyper_V_Backup_Set>(Value(Object()), BASE_SOURCE);
 }
 
 TEST(HyperVBackupSet, BaseColumnInsideAnOpenMapIsIgnored) {

@@ -315,36 +315,21 @@ TEST(ICSBackupSet, VncPasswordIsWrittenAsStored) {
 // ---- kind -----------------------------------------------------------------
 
 TEST(ICSBackupSet, CatalogueModuleIsIncloud) {
-  expect_catalogue_module<ICS_Backup_Set>("incloud");
-  EXPECT_STREQ("ICS_Backup_Set", ICS_Backup_Set::kind().class_name());
-  EXPECT_STREQ("ics_backup_set", ICS_Backup_Set::kind().table());
+  expect_kind_names<ICS_Backup_Set>("incloud", "ICS_Backup_Set", "ics_backup_set");
 }
 
 TEST(ICSBackupSet, KindIsListedInTheRegistry) {
-  expect_listed_in_registry<ICS_Backup_Set>();
-  EXPECT_EQ(&ICS_Backup_Set::kind(), Backup_Set_Kinds::find("incloud"));
+  expect_registered_as<ICS_Backup_Set>("incloud");
 }
 
 // ---- statement ------------------------------------------------------------
 
 TEST(ICSBackupSet, StatementReadsItsOwnTableAloneUnderTheCallersAlias) {
-  Select_SQL sql("backup_set", "b");
-  ICS_Backup_Set::init_select_sql(sql, "i");
-  EXPECT_EQ("ics_backup_set", sql.from_table());
-  EXPECT_EQ("i", sql.from_alias());
-  EXPECT_EQ(ics_columns("i"), sql.columns());
-  EXPECT_TRUE(sql.joins().empty());
+  expect_own_table_statement<ICS_Backup_Set>("ics_backup_set", ics_columns, {"i"}, "backup_set", "b");
 }
 
 TEST(ICSBackupSet, StatementFollowsOtherAliases) {
-  for (char const* alias : {"ics", "x2", "b"}) {
-    Select_SQL sql("x", "y");
-    ICS_Backup_Set::init_select_sql(sql, alias);
-    EXPECT_EQ("ics_backup_set", sql.from_table());
-    EXPECT_EQ(alias, sql.from_alias());
-    EXPECT_EQ(ics_columns(alias), sql.columns());
-    EXPECT_TRUE(sql.joins().empty());
-  }
+  expect_own_table_statement<ICS_Backup_Set>("ics_backup_set", ics_columns, {"ics", "x2", "b"});
 }
 
 TEST(ICSBackupSet, StatementHasNoSetUuidAndNoBaseColumns) {

@@ -120,8 +120,7 @@ TEST(K8SBackupSet, CatalogueModuleIsKubernetes) {
 }
 
 TEST(K8SBackupSet, KindIsListedInTheRegistry) {
-  expect_listed_in_registry<K8S_Backup_Set>();
-  EXPECT_EQ(&K8S_Backup_Set::kind(), Backup_Set_Kinds::find("kubernetes"));
+  expect_registered_as<K8S_Backup_Set>("kubernetes");
 }
 
 // ---- statement --------------------------------------------------------------
@@ -168,27 +167,11 @@ TEST(K8SBackupSet, BaseColumnsReachTheBase) {
 }
 
 TEST(K8SBackupSet, UnsignedAndBoolColumnsEndAtThePrinterDefault) {
-  Ready_Set set;
-  std::string const before = document_of(set);
-  database::sql::Query_Result_Token_Printer fresh;
-  EXPECT_EQ(fresh.print_uint(0, "size", 5), set.print_uint(0, "size", 5));
-  EXPECT_EQ(fresh.print_bool(0, "flag", true), set.print_bool(0, "flag", true));
-  EXPECT_EQ(0, set.size);
-  EXPECT_EQ(before, document_of(set));
+  expect_unsigned_and_bool_end_at_printer_default<Ready_Set>();
 }
 
 TEST(K8SBackupSet, NullOrEmptyKeyIsRefusedByTheBase) {
-  Log_Capture capture;
-  Ready_Set set;
-  std::string const before = document_of(set);
-  EXPECT_FALSE(set.print_cstr(0, nullptr, "x", 1));
-  EXPECT_FALSE(set.print_cstr(0, "", "x", 1));
-  EXPECT_FALSE(set.print_int(0, nullptr, 1));
-  EXPECT_FALSE(set.print_int(0, "", 1));
-  EXPECT_FALSE(set.print_json(0, nullptr, Value(Array())));
-  EXPECT_FALSE(set.print_json(0, "", Value(Array())));
-  expect_key_refusals(capture, 6, BASE_SOURCE);
-  EXPECT_EQ(before, document_of(set));
+  expect_null_or_empty_key_refused_by_base<Ready_Set>(Value(Array()), BASE_SOURCE);
 }
 
 TEST(K8SBackupSet, BaseColumnInsideAnOpenMapIsIgnored) {

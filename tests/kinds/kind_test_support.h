@@ -2,6 +2,7 @@
 #define TESTS_KINDS_KIND_TEST_SUPPORT_H
 
 #include <algorithm>
+#include <initializer_list>
 #include <string>
 #include <utility>
 #include <vector>
@@ -12,6 +13,7 @@
 
 #include "backup/backup_set/common/backup_set.h"
 #include "backup/backup_set/common/backup_set_kinds.h"
+#include "platform/database/query_result_token_printer.h"
 #include "platform/sql/select_sql.h"
 #include "tests/records/document.h"
 #include "tests/support/log_capture.h"
@@ -140,6 +142,90 @@ void expect_statement_keeps_its_alias(size_t own_count, Select_SQL::Column const
   EXPECT_EQ(first, sql.columns()[base.columns().size()]);
   ASSERT_EQ(1u, sql.joins().size());
   EXPECT_EQ(std::string("uuid=") + alias + ".set_uuid", sql.joins()[0].condition);
+}
+
+// A fresh set of kind Set names `module` (see expect_catalogue_module), and
+// its kind names `class_name` and, unless that is null, `table`.
+template <typename Set>
+void expect_kind_names(char const* module, char const* class_name, char const* table) {
+  expect_catalogue_module<Set>(module);
+  EXPECT_STREQ(class_name, Set::kind().class_name());
+  if (table) {
+    EXPECT_STREQ(table, Set::kind().table());
+  }
+}
+
+// The registry lists the kind of Set and finds it by `module`.
+template <typename Set>
+void expect_registered_as(char const* module) {
+  expect_listed_in_registry<Set>();
+  EXPECT_EQ(&Set::kind(), Backup_Set_Kinds::find(module));
+}
+
+// For each alias, Set's statement prepared on `given_table` as `given_alias`
+// reads `table` alone under that alias, with the columns
+// `columns_of(alias)` and no join.
+template <typename Set, typename Columns_Of>
+void expect_own_table_statement(char const* table, Columns_Of columns_of, std::initializer_list<char const*> aliases,
+                                char const* given_table = "x", char const* given_alias = "y") {
+  for (char const* alias : aliases) {
+    Select_SQL sql(given_table, given_alias);
+    Set::init_select_sql(sql, alias);
+    EXPECT_EQ(table, sql.from_table()) << alias;
+    EXPECT_EQ(alias, sql.from_alias()) << alias;
+    EXPECT_TRUE(sql.joins().empty()) << alias;
+    EXPECT_EQ(columns_of(alias), sql.columns()) << alias;
+  }
+}
+
+// Set's statement on backup_set b has `expected_count` columns, and none of
+// them is a column of the base's statement, by key or by expression.
+template <typename Set>
+void expect_no_base_column(size_t expected_count) {
+  Select_SQL sql("backup_set", "b");
+  Set::init_select_sql(sql, "b");
+  Select_SQL base("backup_set", "b");
+  Backup_Set::init_select_sql(base, "b");
+  ASSERT_FALSE(base.columns().empty());
+  EXPECT_EQ(expected_count, sql.columns().size());
+  for (auto const& column : base.columns())
+    EXPECT_EQ(sql.columns().end(), std::find(sql.columns().begin(), sql.columns().end(), column)) << column.first;
+  for (auto const& column : sql.columns())
+    for (auto const& base_column : base.columns()) {
+      EXPECT_NE(base_column.second, column.second);
+      EXPECT_NE(base_column.first, column.first);
+    }
+}
+
+// A fresh Set answers an unsigned and a bool column as a fresh printer does,
+// and neither changes its size or its document.
+template <typename Set>
+void expect_unsigned_and_bool_end_at_printer_default() {
+  Set set;
+  std::string const before = document_of(set);
+  database::sql::Query_Result_Token_Printer fresh;
+  EXPECT_EQ(fresh.print_uint(0, "size", 5), set.print_uint(0, "size", 5));
+  EXPECT_EQ(fresh.print_bool(0, "flag", true), set.print_bool(0, "flag", true));
+  EXPECT_EQ(0, set.size);
+  EXPECT_EQ(before, document_of(set));
+}
+
+// A fresh Set refuses a null and an empty key of a text, an integer and a
+// JSON column (`json` the value offered), each refusal logged from
+// `source_file` (see expect_key_refusals), and its document stays as it was.
+template <typename Set>
+void expect_null_or_empty_key_refused_by_base(json_spirit::Value const& json, char const* source_file) {
+  Log_Capture capture;
+  Set set;
+  std::string const before = document_of(set);
+  EXPECT_FALSE(set.print_cstr(0, nullptr, "x", 1));
+  EXPECT_FALSE(set.print_cstr(0, "", "x", 1));
+  EXPECT_FALSE(set.print_int(0, nullptr, 1));
+  EXPECT_FALSE(set.print_int(0, "", 1));
+  EXPECT_FALSE(set.print_json(0, nullptr, json));
+  EXPECT_FALSE(set.print_json(0, "", json));
+  expect_key_refusals(capture, 6, source_file);
+  EXPECT_EQ(before, document_of(set));
 }
 
 #endif

@@ -279,14 +279,11 @@ TEST(OpenStackBackupSet, GenerateLeavesTheRecordAsItWas) {
 // ---- kind -----------------------------------------------------------------
 
 TEST(OpenStackBackupSet, CatalogueModuleIsOpenstack) {
-  expect_catalogue_module<OpenStack_Backup_Set>("openstack");
-  EXPECT_STREQ("OpenStack_Backup_Set", OpenStack_Backup_Set::kind().class_name());
-  EXPECT_STREQ("openstack_backup_set", OpenStack_Backup_Set::kind().table());
+  expect_kind_names<OpenStack_Backup_Set>("openstack", "OpenStack_Backup_Set", "openstack_backup_set");
 }
 
 TEST(OpenStackBackupSet, KindIsListedInTheRegistry) {
-  expect_listed_in_registry<OpenStack_Backup_Set>();
-  EXPECT_EQ(&OpenStack_Backup_Set::kind(), Backup_Set_Kinds::find("openstack"));
+  expect_registered_as<OpenStack_Backup_Set>("openstack");
 }
 
 // ---- statement ------------------------------------------------------------

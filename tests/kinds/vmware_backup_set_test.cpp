@@ -229,15 +229,12 @@ TEST(VMwareBackupSet, GenerateDoesNotChangeTheRecord) {
 // ---- module and registry ----------------------------------------------------
 
 TEST(VMwareBackupSet, CatalogueModuleIsVmware) {
-  expect_catalogue_module<VMware_Backup_Set>("vmware");
-  EXPECT_STREQ("VMware_Backup_Set", VMware_Backup_Set::kind().class_name());
-  EXPECT_STREQ("vmware_backup_set", VMware_Backup_Set::kind().table());
+  expect_kind_names<VMware_Backup_Set>("vmware", "VMware_Backup_Set", "vmware_backup_set");
   EXPECT_STREQ("g", VMware_Backup_Set::kind().alias());
 }
 
 TEST(VMwareBackupSet, KindIsListedInTheRegistry) {
-  expect_listed_in_registry<VMware_Backup_Set>();
-  EXPECT_EQ(&VMware_Backup_Set::kind(), Backup_Set_Kinds::find("vmware"));
+  expect_registered_as<VMware_Backup_Set>("vmware");
 }
 
 // ---- statement --------------------------------------------------------------

@@ -258,13 +258,11 @@ TEST(WindowsBMRBackupSet, GenerateDoesNotChangeTheRecord) {
 // ---- module and registry ----------------------------------------------------
 
 TEST(WindowsBMRBackupSet, CatalogueModuleIsWindowsBmr) {
-  expect_catalogue_module<Windows_BMR_Backup_Set>("windows_bmr");
-  EXPECT_STREQ("Windows_BMR_Backup_Set", Windows_BMR_Backup_Set::kind().class_name());
+  expect_kind_names<Windows_BMR_Backup_Set>("windows_bmr", "Windows_BMR_Backup_Set", nullptr);
 }
 
 TEST(WindowsBMRBackupSet, KindIsListedInTheRegistry) {
-  expect_listed_in_registry<Windows_BMR_Backup_Set>();
-  EXPECT_EQ(&Windows_BMR_Backup_Set::kind(), Backup_Set_Kinds::find("windows_bmr"));
+  expect_registered_as<Windows_BMR_Backup_Set>("windows_bmr");
 }
 
 // ---- statement --------------------------------------------------------------

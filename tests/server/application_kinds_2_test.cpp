@@ -409,14 +409,6 @@ class ApplicationKinds2Test : public Kind_Commit_Test {
     EXPECT_TRUE(got.files.empty());
     EXPECT_TRUE(got.tables.empty());
   }
-
-  // Every stored row of the catalogue that belongs to some set.
-  long long stored_rows(std::vector<std::string> const& member_tables) {
-    long long n = count("SELECT count(*) FROM backup_set") + count("SELECT count(*) FROM backup_set_storage") +
-                  count("SELECT count(*) FROM backup_piece");
-    for (std::string const& t : member_tables) n += count("SELECT count(*) FROM " + t);
-    return n;
-  }
 };
 
 // catalogd's own behaviours with the kinds of this group.

@@ -340,6 +340,38 @@ class ApplicationKinds3Test : public Kind_Commit_Test {
     return rows.size() == 1 ? rows[0] : Object();
   }
 
+  // Commits `set`, its common part under uuid_of(n) and then the kind's
+  // own: it stands once in `table`, and its one row of `statement` (keyed by
+  // `key`), handed back in `row`, and the view's application carry it.
+  // False when the commit fails.
+  template <typename Kind>
+  bool commit_and_read_row(Kind& set, int n, char const* table, std::function<void(Select_SQL&)> const& statement,
+                           char const* key, Object& row) {
+    fill_common(set, uuid_of(n));
+    fill(set);
+    bool const committed = op_->commit(set, false);
+    EXPECT_TRUE(committed);
+    if (!committed) return false;
+    EXPECT_EQ(1, count(std::string("SELECT count(*) FROM ") + table));
+    row = only_row(statement, key, set.uuid);
+    expect_row(set, row);
+    expect_application(set);
+    return true;
+  }
+
+  // Every column of `row` reaches a fresh record of the kind through
+  // `statement`, and the record takes none of the kind's own; with
+  // `with_common`, the base's columns arrive.
+  template <typename Kind>
+  void expect_record_leaves_own_columns(Kind const& set, Object const& row,
+                                        std::function<void(Select_SQL&)> const& statement, char const* key,
+                                        bool with_common = false) {
+    Kind got;
+    EXPECT_EQ(static_cast<int>(row.size()), read_rows_into(statement, key, set.uuid, got));
+    if (with_common) expect_common(set, got);
+    expect_untouched(got);
+  }
+
   static void expect_same(VMware_Backup_Set const& want, VMware_Backup_Set const& got) {
     EXPECT_EQ(want.vm_uuid, got.vm_uuid);
     EXPECT_EQ(want.instance_uuid, got.instance_uuid);
@@ -700,14 +732,6 @@ class ApplicationKinds3Test : public Kind_Commit_Test {
     EXPECT_TRUE(got.image_profile.empty());
     EXPECT_TRUE(got.volumes_profile.empty());
   }
-
-  // Every stored row of the catalogue that belongs to some set.
-  long long stored_rows(std::vector<std::string> const& member_tables) {
-    long long n = count("SELECT count(*) FROM backup_set") + count("SELECT count(*) FROM backup_set_storage") +
-                  count("SELECT count(*) FROM backup_piece");
-    for (std::string const& t : member_tables) n += count("SELECT count(*) FROM " + t);
-    return n;
-  }
 };
 
 // catalogd's own behaviours with the kinds of this group.
@@ -789,95 +813,48 @@ TEST_P(ApplicationKinds3Test, OpenstackSetWithoutPreviousBackupsReadsThemBackEmp
 
 TEST_P(ApplicationKinds3Test, HyperVSetReadsBackAsRowsOfItsStatementWhichItsRecordDoesNotTake) {
   Hyper_V_Backup_Set set;
-  fill_common(set, uuid_of(4));
-  fill(set);
-  ASSERT_TRUE(op_->commit(set, false));
-  EXPECT_EQ(1, count("SELECT count(*) FROM hyperv_backup_set"));
-  Object row = only_row(hyper_v_statement, "hv.set_uuid", set.uuid);
-  expect_row(set, row);
-  expect_application(set);
-
-  Hyper_V_Backup_Set got;
-  EXPECT_EQ(static_cast<int>(row.size()), read_rows_into(hyper_v_statement, "hv.set_uuid", set.uuid, got));
-  expect_untouched(got);
+  Object row;
+  ASSERT_TRUE(commit_and_read_row(set, 4, "hyperv_backup_set", hyper_v_statement, "hv.set_uuid", row));
+  expect_record_leaves_own_columns(set, row, hyper_v_statement, "hv.set_uuid");
 }
 
 TEST_P(ApplicationKinds3Test, FusionComputeSetReadsBackAsRowsWithItsNumbersSigned) {
   FusionCompute_Backup_Set set;
-  fill_common(set, uuid_of(5));
-  fill(set);
-  ASSERT_TRUE(op_->commit(set, false));
-  EXPECT_EQ(1, count("SELECT count(*) FROM fusioncompute_backup_set"));
-  Object row = only_row(fusioncompute_statement, "fc.set_uuid", set.uuid);
-  expect_row(set, row);
-  expect_application(set);
-
-  FusionCompute_Backup_Set got;
-  EXPECT_EQ(static_cast<int>(row.size()), read_rows_into(fusioncompute_statement, "fc.set_uuid", set.uuid, got));
-  expect_untouched(got);
+  Object row;
+  ASSERT_TRUE(commit_and_read_row(set, 5, "fusioncompute_backup_set", fusioncompute_statement, "fc.set_uuid", row));
+  expect_record_leaves_own_columns(set, row, fusioncompute_statement, "fc.set_uuid");
 }
 
 TEST_P(ApplicationKinds3Test, IcsSetReadsBackAsRowsWhoseNestedRecordsLoadAgain) {
   ICS_Backup_Set set;
-  fill_common(set, uuid_of(6));
-  fill(set);
-  ASSERT_TRUE(op_->commit(set, false));
-  EXPECT_EQ(1, count("SELECT count(*) FROM ics_backup_set"));
-  Object row = only_row(ics_statement, "ics.set_uuid", set.uuid);
-  expect_row(set, row);
-  expect_application(set);
+  Object row;
+  ASSERT_TRUE(commit_and_read_row(set, 6, "ics_backup_set", ics_statement, "ics.set_uuid", row));
   EXPECT_EQ("incloud", view_row(set.uuid).at("catalog_module").get_str());
 
-  ICS_Backup_Set got;
-  EXPECT_EQ(static_cast<int>(row.size()), read_rows_into(ics_statement, "ics.set_uuid", set.uuid, got));
-  expect_untouched(got);
+  expect_record_leaves_own_columns(set, row, ics_statement, "ics.set_uuid");
 }
 
 TEST_P(ApplicationKinds3Test, H3cCasSetReadsBackAsRowsOfItsStatement) {
   H3C_CAS_Backup_Set set;
-  fill_common(set, uuid_of(7));
-  fill(set);
-  ASSERT_TRUE(op_->commit(set, false));
-  EXPECT_EQ(1, count("SELECT count(*) FROM h3ccas_backup_set"));
-  Object row = only_row(h3c_cas_statement, "cas.set_uuid", set.uuid);
-  expect_row(set, row);
-  expect_application(set);
-
-  H3C_CAS_Backup_Set got;
-  EXPECT_EQ(static_cast<int>(row.size()), read_rows_into(h3c_cas_statement, "cas.set_uuid", set.uuid, got));
-  expect_untouched(got);
+  Object row;
+  ASSERT_TRUE(commit_and_read_row(set, 7, "h3ccas_backup_set", h3c_cas_statement, "cas.set_uuid", row));
+  expect_record_leaves_own_columns(set, row, h3c_cas_statement, "cas.set_uuid");
 }
 
 TEST_P(ApplicationKinds3Test, CloudosSetReadsBackAsRowsOfItsStatement) {
   CloudOS_Backup_Set set;
-  fill_common(set, uuid_of(8));
-  fill(set);
-  ASSERT_TRUE(op_->commit(set, false));
-  EXPECT_EQ(1, count("SELECT count(*) FROM cloudos_backup_set"));
-  Object row = only_row(cloudos_statement, "cos.set_uuid", set.uuid);
-  expect_row(set, row);
-  expect_application(set);
-
-  CloudOS_Backup_Set got;
-  EXPECT_EQ(static_cast<int>(row.size()), read_rows_into(cloudos_statement, "cos.set_uuid", set.uuid, got));
-  expect_untouched(got);
+  Object row;
+  ASSERT_TRUE(commit_and_read_row(set, 8, "cloudos_backup_set", cloudos_statement, "cos.set_uuid", row));
+  expect_record_leaves_own_columns(set, row, cloudos_statement, "cos.set_uuid");
 }
 
 TEST_P(ApplicationKinds3Test, FusionCloudSetReadsBackWhenTheReaderJoinsTheSetsTable) {
   FusionCloud_Backup_Set set;
-  fill_common(set, uuid_of(9));
-  fill(set);
-  ASSERT_TRUE(op_->commit(set, false));
-  EXPECT_EQ(1, count("SELECT count(*) FROM fusioncloud_backup_set"));
-  Object row = only_row(fusioncloud_statement, "fcl.set_uuid", set.uuid);
-  expect_row(set, row);
-  expect_application(set);
+  Object row;
+  ASSERT_TRUE(commit_and_read_row(set, 9, "fusioncloud_backup_set", fusioncloud_statement, "fcl.set_uuid", row));
 
   // Into the record: the base's columns arrive, the kind's are left alone.
-  FusionCloud_Backup_Set got;
-  EXPECT_EQ(static_cast<int>(row.size()), read_rows_into(fusioncloud_statement, "fcl.set_uuid", set.uuid, got));
-  expect_common(set, got);
-  expect_untouched(got);
+  expect_record_leaves_own_columns(set, row, fusioncloud_statement, "fcl.set_uuid", true);
 }
 
 // ---- kinds without a member table: the view's application object ----

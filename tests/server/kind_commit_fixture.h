@@ -335,6 +335,14 @@ class Kind_Commit_Test : public ::testing::TestWithParam<std::tuple<Catalog_Targ
     return v.type() == json_spirit::int_type ? v.get_int64() : -1;
   }
 
+  // Every stored row of the catalogue that belongs to some set.
+  long long stored_rows(std::vector<std::string> const& member_tables) {
+    long long n = count("SELECT count(*) FROM backup_set") + count("SELECT count(*) FROM backup_set_storage") +
+                  count("SELECT count(*) FROM backup_piece");
+    for (std::string const& t : member_tables) n += count("SELECT count(*) FROM " + t);
+    return n;
+  }
+
   // The set's row of the "sets" view, or an empty object.
   Object view_row(std::string const& uuid) {
     Value result;
