@@ -807,13 +807,7 @@ TEST_P(ApplicationKinds2CatalogdTest, AStagedPostgresSetGetsBothMemberRows) {
 }
 
 TEST_P(ApplicationKinds2CatalogdTest, AWronglyTypedKindKeyIsRefusedByNameAndNothingIsStored) {
-  struct Case {
-    Object doc;
-    char const* key;
-    Value bad;
-    std::vector<std::string> tables;
-  };
-  std::vector<Case> cases;
+  std::vector<Mistyped> cases;
   int n = 300;
   auto add = [&](Backup_Set& set, char const* key, Value bad, std::vector<std::string> tables) {
     fill_common(set, uuid_of(n++));
@@ -915,18 +909,7 @@ TEST_P(ApplicationKinds2CatalogdTest, AWronglyTypedKindKeyIsRefusedByNameAndNoth
     add(s, "tenants", Value(Object()), {});
     add(s, "version", Value(9), {});
   }
-  std::set<std::string> all_tables;
-  for (Case const& c : cases) {
-    SCOPED_TRACE(std::string(c.key) + " = " + JSON_Dump(c.bad));
-    Log_Capture capture;
-    EXPECT_FALSE(op_->commit(Value(c.doc), false));
-    EXPECT_TRUE(capture.has(LM_ERROR, std::string(c.key) + ": not")) << capture.dump();
-    EXPECT_EQ(0, count("SELECT count(*) FROM backup_set"));
-    for (std::string const& t : c.tables) EXPECT_EQ(0, count("SELECT count(*) FROM " + t)) << t;
-    all_tables.insert(c.tables.begin(), c.tables.end());
-  }
-  // Not a piece, a storage copy or a member row of any of them either.
-  EXPECT_EQ(0, stored_rows(std::vector<std::string>(all_tables.begin(), all_tables.end())));
+  expect_each_refused(cases);
   // The same documents with the key as the record wrote it are taken.
   Postgres_Backup_Set good;
   fill_common(good, uuid_of(399));

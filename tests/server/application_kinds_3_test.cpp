@@ -1084,13 +1084,7 @@ TEST_P(ApplicationKinds3CatalogdTest, AStagedFusionComputeSetGetsItsMemberRow) {
 }
 
 TEST_P(ApplicationKinds3CatalogdTest, AWronglyTypedKindKeyIsRefusedByNameAndNothingIsStored) {
-  struct Case {
-    Object doc;
-    char const* key;
-    Value bad;
-    std::vector<std::string> tables;
-  };
-  std::vector<Case> cases;
+  std::vector<Mistyped> cases;
   int n = 300;
   auto add = [&](Object doc, char const* key, Value bad, std::vector<std::string> tables) {
     EXPECT_TRUE(doc.count(key)) << key;
@@ -1159,18 +1153,7 @@ TEST_P(ApplicationKinds3CatalogdTest, AWronglyTypedKindKeyIsRefusedByNameAndNoth
   add(filled_document<K8S_Backup_Set>(n++), "seq", Value("x"), {});
   add(filled_document<K8S_Backup_Set>(n++), "channels", Value(18446744073709551615ULL), {});
   add(filled_document<K8S_Backup_Set>(n++), "backup_details", Value(Object()), {});
-  std::set<std::string> all_tables;
-  for (Case const& c : cases) {
-    SCOPED_TRACE(std::string(c.key) + " = " + JSON_Dump(c.bad));
-    Log_Capture capture;
-    EXPECT_FALSE(op_->commit(Value(c.doc), false));
-    EXPECT_TRUE(capture.has(LM_ERROR, std::string(c.key) + ": not")) << capture.dump();
-    EXPECT_EQ(0, count("SELECT count(*) FROM backup_set"));
-    for (std::string const& t : c.tables) EXPECT_EQ(0, count("SELECT count(*) FROM " + t)) << t;
-    all_tables.insert(c.tables.begin(), c.tables.end());
-  }
-  // Not a piece, a storage copy or a member row of any of them either.
-  EXPECT_EQ(0, stored_rows(std::vector<std::string>(all_tables.begin(), all_tables.end())));
+  expect_each_refused(cases);
   // The same document with the key as the record wrote it is taken.
   Hyper_V_Backup_Set good;
   fill_common(good, uuid_of(399));

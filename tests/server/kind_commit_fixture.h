@@ -8,6 +8,8 @@
 // through the "sets" view.
 #include <gtest/gtest.h>
 
+#include <ace/Log_Msg.h>
+
 #include <cstdio>
 #include <functional>
 #include <map>
@@ -31,6 +33,7 @@
 #include "tests/records/document.h"
 #include "tests/server/catalog_target.h"
 #include "tests/support/common_fields.h"
+#include "tests/support/log_capture.h"
 
 namespace kind_commit {
 
@@ -341,6 +344,31 @@ class Kind_Commit_Test : public ::testing::TestWithParam<std::tuple<Catalog_Targ
                   count("SELECT count(*) FROM backup_piece");
     for (std::string const& t : member_tables) n += count("SELECT count(*) FROM " + t);
     return n;
+  }
+
+  // A document whose kind key `key` holds the mistyped value `bad`, and the
+  // member tables that must stay empty when it is refused.
+  struct Mistyped {
+    Object doc;
+    char const* key;
+    Value bad;
+    std::vector<std::string> tables;
+  };
+
+  // Each document is refused with its key named, and nothing of any of them
+  // is stored: no set, piece, storage copy or member row.
+  void expect_each_refused(std::vector<Mistyped> const& cases) {
+    std::set<std::string> all_tables;
+    for (Mistyped const& c : cases) {
+      SCOPED_TRACE(std::string(c.key) + " = " + JSON_Dump(c.bad));
+      Log_Capture capture;
+      EXPECT_FALSE(op_->commit(Value(c.doc), false));
+      EXPECT_TRUE(capture.has(LM_ERROR, std::string(c.key) + ": not")) << capture.dump();
+      EXPECT_EQ(0, count("SELECT count(*) FROM backup_set"));
+      for (std::string const& t : c.tables) EXPECT_EQ(0, count("SELECT count(*) FROM " + t)) << t;
+      all_tables.insert(c.tables.begin(), c.tables.end());
+    }
+    EXPECT_EQ(0, stored_rows(std::vector<std::string>(all_tables.begin(), all_tables.end())));
   }
 
   // The set's row of the "sets" view, or an empty object.
