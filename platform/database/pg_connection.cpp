@@ -8,6 +8,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <strings.h>
 #include <ctime>
 #include <memory>
 #include <vector>
@@ -167,8 +168,10 @@ PG_Connection::PG_Connection(std::string const& conninfo) : conn_(nullptr), next
   }
   conn_ = conn;
   PQsetNoticeProcessor(conn_, ignore_notice, nullptr);
+  // Streamed reads go through cursors and are read to the end: planned for
+  // the whole result, like any other query, not for its first rows.
   if (!simple("SET client_encoding TO 'UTF8'; SET DateStyle TO 'ISO, YMD'; SET TimeZone TO 'UTC'; "
-              "SET client_min_messages TO warning")) {
+              "SET client_min_messages TO warning; SET cursor_tuple_fraction TO 1")) {
     PQfinish(conn_);
     conn_ = nullptr;
   }
@@ -191,112 +194,138 @@ bool PG_Connection::simple(char const* text) {
   return true;
 }
 
-bool PG_Connection::run(SQL const& sql, Run& run) {
+struct PG_Connection::Params {
+  std::string text;
+  std::string key;  // the text and the parameter kinds: one prepared statement each
+  int n = 0;
+  std::vector<Oid> types;
+  std::vector<char const*> values;
+  std::vector<int> lengths;
+  std::vector<int> formats;
+  std::vector<unsigned long long> integers;
+  std::vector<std::string> digits;  // decimal text of unsigned values, made on demand
+};
+
+bool PG_Connection::bind(SQL const& sql, Params& p) {
   if (!conn_) return fail("the PostgreSQL connection is not open");
   std::vector<std::string> names;
-  std::string text = sql.text(Dialect::PostgreSQL, names);
+  p.text = sql.text(Dialect::PostgreSQL, names);
 
   size_t const n = names.size();
-  std::vector<Oid> types(n, 0);
-  std::vector<char const*> values(n, nullptr);
-  std::vector<int> lengths(n, 0);
-  std::vector<int> formats(n, 0);
-  std::vector<unsigned long long> integers(n, 0);
-  std::vector<std::string> digits;  // decimal text of unsigned values, made on demand
-  std::string key = text;
-  key += '\0';
+  p.n = static_cast<int>(n);
+  p.types.assign(n, 0);
+  p.values.assign(n, nullptr);
+  p.lengths.assign(n, 0);
+  p.formats.assign(n, 0);
+  p.integers.assign(n, 0);
+  p.key = p.text;
+  p.key += '\0';
   for (size_t i = 0; i < n; ++i) {
     Binding_Value const* value = sql.binding(names[i]);
-    if (!value) return fail("parameter " + names[i] + " is not bound in: " + text);
+    if (!value) return fail("parameter " + names[i] + " is not bound in: " + p.text);
     switch (value->kind()) {
       case Binding_Value::null_kind:
-        key += 'n';
+        p.key += 'n';
         break;
       case Binding_Value::integer_kind: {
         // int8 in network byte order.
         unsigned long long v = static_cast<unsigned long long>(value->integer());
-        unsigned char* p = reinterpret_cast<unsigned char*>(&integers[i]);
-        for (int b = 7; b >= 0; --b, v >>= 8) p[b] = static_cast<unsigned char>(v & 0xff);
-        types[i] = INT8OID;
-        values[i] = reinterpret_cast<char const*>(&integers[i]);
-        lengths[i] = 8;
-        formats[i] = 1;
-        key += 'i';
+        unsigned char* b = reinterpret_cast<unsigned char*>(&p.integers[i]);
+        for (int k = 7; k >= 0; --k, v >>= 8) b[k] = static_cast<unsigned char>(v & 0xff);
+        p.types[i] = INT8OID;
+        p.values[i] = reinterpret_cast<char const*>(&p.integers[i]);
+        p.lengths[i] = 8;
+        p.formats[i] = 1;
+        p.key += 'i';
         break;
       }
       case Binding_Value::boolean_kind: {
-        unsigned char* p = reinterpret_cast<unsigned char*>(&integers[i]);
-        p[0] = value->boolean() ? 1 : 0;
-        types[i] = BOOLOID;
-        values[i] = reinterpret_cast<char const*>(p);
-        lengths[i] = 1;
-        formats[i] = 1;
-        key += 'l';
+        unsigned char* b = reinterpret_cast<unsigned char*>(&p.integers[i]);
+        b[0] = value->boolean() ? 1 : 0;
+        p.types[i] = BOOLOID;
+        p.values[i] = reinterpret_cast<char const*>(b);
+        p.lengths[i] = 1;
+        p.formats[i] = 1;
+        p.key += 'l';
         break;
       }
       case Binding_Value::unsigned_kind:
         // int8 cannot hold the upper half; untyped text lets the server
         // read it as the column's numeric.
-        if (digits.empty()) digits.resize(n);
-        digits[i] = std::to_string(value->uinteger());
-        values[i] = digits[i].c_str();
-        lengths[i] = static_cast<int>(digits[i].size());
-        key += 'u';
+        if (p.digits.empty()) p.digits.resize(n);
+        p.digits[i] = std::to_string(value->uinteger());
+        p.values[i] = p.digits[i].c_str();
+        p.lengths[i] = static_cast<int>(p.digits[i].size());
+        p.key += 'u';
         break;
       case Binding_Value::text_kind:
         // Left untyped, so the server reads it as whatever the context
         // wants (text, jsonb, timestamp).
-        values[i] = value->bytes().c_str();
-        lengths[i] = static_cast<int>(value->bytes().size());
-        key += 't';
+        p.values[i] = value->bytes().c_str();
+        p.lengths[i] = static_cast<int>(value->bytes().size());
+        p.key += 't';
         break;
       case Binding_Value::binary_kind:
-        types[i] = BYTEAOID;
-        values[i] = value->bytes().data();
-        lengths[i] = static_cast<int>(value->bytes().size());
-        formats[i] = 1;
-        key += 'b';
+        p.types[i] = BYTEAOID;
+        p.values[i] = value->bytes().data();
+        p.lengths[i] = static_cast<int>(value->bytes().size());
+        p.formats[i] = 1;
+        p.key += 'b';
         break;
     }
   }
+  return true;
+}
 
+PG_Connection::Prepared* PG_Connection::prepare(Params const& p) {
+  auto it = cache_.find(p.key);
+  if (it != cache_.end()) return it->second;
+  if (cache_.size() >= kCacheLimit) {
+    for (auto& entry : cache_) delete entry.second;
+    cache_.clear();
+    if (PQtransactionStatus(conn_) == PQTRANS_IDLE) PQclear(PQexec(conn_, "DEALLOCATE ALL"));
+  }
+  std::unique_ptr<Prepared> fresh(new Prepared);
+  fresh->name = "bset_" + std::to_string(++next_statement_);
+  PGresult* result = PQprepare(conn_, fresh->name.c_str(), p.text.c_str(), p.n, p.types.data());
+  if (PQresultStatus(result) != PGRES_COMMAND_OK) {
+    std::string message = message_of(result, conn_);
+    PQclear(result);
+    fail(message + " in: " + p.text);
+    return nullptr;
+  }
+  PQclear(result);
+  result = PQdescribePrepared(conn_, fresh->name.c_str());
+  if (PQresultStatus(result) != PGRES_COMMAND_OK) {
+    std::string message = message_of(result, conn_);
+    PQclear(result);
+    fail(message + " in: " + p.text);
+    return nullptr;
+  }
+  int fields = PQnfields(result);
+  fresh->binary = true;
+  for (int c = 0; c < fields; ++c) {
+    Oid type = PQftype(result, c);
+    fresh->column_types.push_back(type);
+    if (!binary_decodable(type)) fresh->binary = false;
+  }
+  PQclear(result);
+  Prepared* prepared = fresh.release();
+  cache_[p.key] = prepared;
+  return prepared;
+}
+
+bool PG_Connection::run(SQL const& sql, Run& run) {
+  Params p;
+  return bind(sql, p) && exec(p, run);
+}
+
+bool PG_Connection::exec(Params const& p, Run& run) {
   for (int attempt = 0; attempt < 2; ++attempt) {
-    auto it = cache_.find(key);
-    Prepared* prepared = it == cache_.end() ? nullptr : it->second;
-    if (!prepared) {
-      if (cache_.size() >= kCacheLimit) {
-        for (auto& entry : cache_) delete entry.second;
-        cache_.clear();
-        if (PQtransactionStatus(conn_) == PQTRANS_IDLE) PQclear(PQexec(conn_, "DEALLOCATE ALL"));
-      }
-      std::unique_ptr<Prepared> fresh(new Prepared);
-      fresh->name = "bset_" + std::to_string(++next_statement_);
-      PGresult* result = PQprepare(conn_, fresh->name.c_str(), text.c_str(), static_cast<int>(n), types.data());
-      if (PQresultStatus(result) != PGRES_COMMAND_OK) {
-        std::string message = message_of(result, conn_);
-        PQclear(result);
-        return fail(message + " in: " + text);
-      }
-      PQclear(result);
-      result = PQdescribePrepared(conn_, fresh->name.c_str());
-      if (PQresultStatus(result) != PGRES_COMMAND_OK) {
-        std::string message = message_of(result, conn_);
-        PQclear(result);
-        return fail(message + " in: " + text);
-      }
-      int fields = PQnfields(result);
-      fresh->binary = true;
-      for (int c = 0; c < fields; ++c) {
-        Oid type = PQftype(result, c);
-        fresh->column_types.push_back(type);
-        if (!binary_decodable(type)) fresh->binary = false;
-      }
-      PQclear(result);
-      prepared = fresh.release();
-      cache_[key] = prepared;
-    }
-    PGresult* result = PQexecPrepared(conn_, prepared->name.c_str(), static_cast<int>(n), values.data(),
-                                      lengths.data(), formats.data(), prepared->binary ? 1 : 0);
+    Prepared* prepared = prepare(p);
+    if (!prepared) return false;
+    PGresult* result = PQexecPrepared(conn_, prepared->name.c_str(), p.n, p.values.data(), p.lengths.data(),
+                                      p.formats.data(), prepared->binary ? 1 : 0);
     ExecStatusType status = PQresultStatus(result);
     if (status == PGRES_TUPLES_OK || status == PGRES_COMMAND_OK) {
       run.prepared = prepared;
@@ -310,55 +339,40 @@ bool PG_Connection::run(SQL const& sql, Run& run) {
     // change result type"): prepare it again, once.
     if (attempt == 0 && state && std::strcmp(state, "0A000") == 0) {
       delete prepared;
-      cache_.erase(key);
+      cache_.erase(p.key);
       continue;
     }
-    return fail(message + " in: " + text);
+    return fail(message + " in: " + p.text);
   }
-  return fail("cannot run: " + text);
+  return fail("cannot run: " + p.text);
 }
 
-bool PG_Connection::query(SQL const& sql, Query_Result_Printer& printer, int mode, Query_Result_Handler* handler,
-                          int limit) {
-  if (!Result_Delivery::known_mode(mode)) return fail("unknown query mode " + std::to_string(mode));
-  Run r;
-  if (!run(sql, r)) return false;
-  PGresult* result = r.result;
+namespace {
+
+// Delivers the rows of one result, numbering them on from `row`; false
+// when the delivery stops (its stop_reason says why).
+bool deliver_rows(PGresult* result, bool binary, Result_Delivery& delivery, int& row, int limit) {
   int columns = PQnfields(result);
   int rows = PQntuples(result);
-  bool binary = r.prepared->binary;
-
-  std::vector<std::string> keys;
-  std::vector<std::string> const* given = sql.keys();
-  if (!given || given->size() != static_cast<size_t>(columns)) {
-    given = &keys;
-    keys.reserve(columns);
-    for (int c = 0; c < columns; ++c) keys.emplace_back(PQfname(result, c));
-  }
   std::vector<Oid> types(columns);
   std::vector<bool> unsigned_column(columns, false);
   for (int c = 0; c < columns; ++c) {
     types[c] = PQftype(result, c);
     unsigned_column[c] = types[c] == NUMERICOID && PQfmod(result, c) == kUnsignedNumericMod;
   }
-
-  Result_Delivery delivery(*this, printer, mode, handler);
-  if (!delivery.names(*given)) return fail("query " + delivery.stop_reason());
-
   std::vector<unsigned char> bytes;
   char text[64];
-  int row = 0;
-  for (; row < rows; ++row) {
+  for (int i = 0; i < rows; ++i, ++row) {
     if (limit > 0 && row >= limit) break;
-    if (!delivery.begin_row(row)) return fail("query " + delivery.stop_reason());
+    if (!delivery.begin_row(row)) return false;
     for (int c = 0; c < columns; ++c) {
       if (!delivery.wanted(c)) continue;
       bool ok;
-      if (PQgetisnull(result, row, c)) {
+      if (PQgetisnull(result, i, c)) {
         ok = delivery.value_null(c);
       } else {
-        char const* v = PQgetvalue(result, row, c);
-        size_t len = static_cast<size_t>(PQgetlength(result, row, c));
+        char const* v = PQgetvalue(result, i, c);
+        size_t len = static_cast<size_t>(PQgetlength(result, i, c));
         Oid type = types[c];
         if (binary) {
           switch (type) {
@@ -475,11 +489,112 @@ bool PG_Connection::query(SQL const& sql, Query_Result_Printer& printer, int mod
           }
         }
       }
-      if (!ok) return fail("query " + delivery.stop_reason());
+      if (!ok) return false;
     }
-    if (!delivery.end_row(row)) return fail("query " + delivery.stop_reason());
+    if (!delivery.end_row(row)) return false;
   }
-  if (!delivery.end(row)) return fail("query " + delivery.stop_reason());
+  return true;
+}
+
+// The statement's own keys, or the result's column names when it has none.
+std::vector<std::string> column_keys(SQL const& sql, PGresult* result) {
+  int columns = PQnfields(result);
+  std::vector<std::string> const* given = sql.keys();
+  if (given && given->size() == static_cast<size_t>(columns)) return *given;
+  std::vector<std::string> keys;
+  keys.reserve(columns);
+  for (int c = 0; c < columns; ++c) keys.emplace_back(PQfname(result, c));
+  return keys;
+}
+
+// Rows per FETCH of a streamed query: large enough that the round trips
+// cost little next to the rows, small enough to hold in memory.
+int const kFetchRows = 2000;
+
+// Only plain SELECTs can be read through a cursor.
+bool cursor_readable(std::string const& text) {
+  size_t at = text.find_first_not_of(" \t\r\n(");
+  return at != std::string::npos && strncasecmp(text.c_str() + at, "SELECT", 6) == 0;
+}
+
+}  // namespace
+
+bool PG_Connection::query(SQL const& sql, Query_Result_Printer& printer, int mode, Query_Result_Handler* handler,
+                          int limit) {
+  if (!Result_Delivery::known_mode(mode)) return fail("unknown query mode " + std::to_string(mode));
+  Params p;
+  if (!bind(sql, p)) return false;
+  if ((limit == 0 || limit > kFetchRows) && cursor_readable(p.text)) return stream(sql, p, printer, mode, handler, limit);
+  Run r;
+  if (!exec(p, r)) return false;
+  std::vector<std::string> keys = column_keys(sql, r.result);
+  Result_Delivery delivery(*this, printer, mode, handler);
+  if (!delivery.names(keys)) return fail("query " + delivery.stop_reason());
+  int row = 0;
+  if (!deliver_rows(r.result, r.prepared->binary, delivery, row, limit) || !delivery.end(row))
+    return fail("query " + delivery.stop_reason());
+  clear_error();
+  return true;
+}
+
+// A result of any size goes through a cursor, a chunk of rows per FETCH, so
+// memory stays bounded, and the connection is free between chunks for the
+// nested queries of the handler. Outside a transaction the cursor gets one
+// of its own, which also gives the whole read one snapshot.
+bool PG_Connection::stream(SQL const& sql, Params& p, Query_Result_Printer& printer, int mode,
+                           Query_Result_Handler* handler, int limit) {
+  Prepared* prepared = prepare(p);  // the column types say whether rows can come binary
+  if (!prepared) return false;
+  bool own = PQtransactionStatus(conn_) == PQTRANS_IDLE;
+  if (own && !simple("BEGIN")) return false;
+  std::string cursor = "bset_cursor_" + std::to_string(++next_cursor_);
+  std::string declare = "DECLARE " + cursor + " NO SCROLL CURSOR FOR " + p.text;
+  PGresult* declared = PQexecParams(conn_, declare.c_str(), p.n, p.types.data(), p.values.data(), p.lengths.data(),
+                                    p.formats.data(), 0);
+  bool ok = PQresultStatus(declared) == PGRES_COMMAND_OK;
+  std::string failure = ok ? std::string() : message_of(declared, conn_) + " in: " + p.text;
+  PQclear(declared);
+
+  Result_Delivery delivery(*this, printer, mode, handler);
+  std::vector<std::string> keys;
+  std::string fetch = "FETCH FORWARD " + std::to_string(kFetchRows) + " FROM " + cursor;
+  int row = 0;
+  bool exhausted = false;
+  while (ok && !exhausted) {
+    PGresult* chunk = PQexecParams(conn_, fetch.c_str(), 0, nullptr, nullptr, nullptr, nullptr,
+                                   prepared->binary ? 1 : 0);
+    if (PQresultStatus(chunk) != PGRES_TUPLES_OK) {
+      ok = false;
+      failure = message_of(chunk, conn_) + " in: " + p.text;
+    } else {
+      if (row == 0 && keys.empty()) {
+        keys = column_keys(sql, chunk);
+        if (!delivery.names(keys)) ok = false;
+      }
+      exhausted = PQntuples(chunk) < kFetchRows;
+      if (ok && !deliver_rows(chunk, prepared->binary, delivery, row, limit)) ok = false;
+      if (limit > 0 && row >= limit) exhausted = true;
+      if (!ok) failure = "query " + delivery.stop_reason();
+    }
+    PQclear(chunk);
+  }
+  if (ok && !delivery.end(row)) {
+    ok = false;
+    failure = "query " + delivery.stop_reason();
+  }
+  // A cursor lives until its transaction ends; one in the caller's
+  // transaction is closed here unless it was read to the end.
+  if (own) {
+    if (ok) {
+      ok = simple("COMMIT");
+      if (!ok) return false;
+    } else {
+      PQclear(PQexec(conn_, "ROLLBACK"));
+    }
+  } else if (!exhausted || !ok) {
+    PQclear(PQexec(conn_, ("CLOSE " + cursor).c_str()));
+  }
+  if (!ok) return fail(failure);
   clear_error();
   return true;
 }
@@ -498,6 +613,57 @@ bool PG_Connection::execute(SQL const& sql, long long* affected) {
 bool PG_Connection::execute_script(std::string const& script) {
   if (!conn_) return fail("the PostgreSQL connection is not open");
   if (!simple(script.c_str())) return false;
+  clear_error();
+  return true;
+}
+
+bool PG_Connection::copy_begin(std::string const& statement) {
+  if (!conn_) return fail("the PostgreSQL connection is not open");
+  if (copying_) return fail("a COPY is in progress already");
+  PGresult* result = PQexec(conn_, statement.c_str());
+  bool ok = PQresultStatus(result) == PGRES_COPY_IN;
+  std::string message = ok ? std::string() : message_of(result, conn_);
+  PQclear(result);
+  if (!ok) return fail(message + " in: " + statement);
+  copying_ = true;
+  return true;
+}
+
+bool PG_Connection::copy_put(char const* data, size_t length) {
+  if (!copying_) return fail("no COPY is in progress");
+  while (length > 0) {
+    // The length is an int: large buffers go in pieces.
+    int n = length > (1u << 30) ? (1 << 30) : static_cast<int>(length);
+    if (PQputCopyData(conn_, data, n) != 1) {
+      std::string message = message_of(nullptr, conn_);
+      copy_end(false);
+      return fail("COPY: " + message);
+    }
+    data += n;
+    length -= static_cast<size_t>(n);
+  }
+  return true;
+}
+
+bool PG_Connection::copy_end(bool keep) {
+  if (!copying_) return fail("no COPY is in progress");
+  copying_ = false;
+  if (PQputCopyEnd(conn_, keep ? nullptr : "abandoned by the client") != 1) {
+    std::string message = message_of(nullptr, conn_);
+    while (PGresult* r = PQgetResult(conn_)) PQclear(r);
+    return fail("COPY: " + message);
+  }
+  bool ok = true;
+  std::string message;
+  while (PGresult* result = PQgetResult(conn_)) {
+    if (PQresultStatus(result) != PGRES_COMMAND_OK && ok) {
+      ok = false;
+      message = message_of(result, conn_);
+    }
+    PQclear(result);
+  }
+  if (!keep) return true;
+  if (!ok) return fail("COPY: " + message);
   clear_error();
   return true;
 }

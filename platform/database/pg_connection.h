@@ -27,6 +27,10 @@ namespace sql {
 //
 // Booleans are bound as bool, unsigned values as untyped decimal text that
 // the server reads as the column's numeric.
+//
+// A SELECT whose rows are not limited to a few (query with limit 0, or a
+// large one) is read through a cursor in chunks: memory stays bounded
+// whatever the result, and handlers may query between rows.
 class BSET_API PG_Connection : public Connection {
  public:
   explicit PG_Connection(std::string const& conninfo);
@@ -46,18 +50,34 @@ class BSET_API PG_Connection : public Connection {
   bool commit() override;
   bool rollback() override;
 
+  // Bulk load with COPY ... FROM STDIN: copy_begin starts it, copy_put
+  // sends rows in the statement's format (any split), copy_end finishes it
+  // and says whether the server took every row. copy_end(false) abandons
+  // the load, as does a failed copy_put; the transaction then fails too.
+  bool copy_begin(std::string const& statement);
+  bool copy_put(char const* data, size_t length);
+  bool copy_end(bool keep = true);
+
   pg_conn* handle() const { return conn_; }
 
  private:
   struct Prepared;
   struct Run;
+  struct Params;
 
+  bool bind(SQL const& sql, Params& params);
+  Prepared* prepare(Params const& params);
+  bool exec(Params const& params, Run& run);
   bool run(SQL const& sql, Run& run);
+  bool stream(SQL const& sql, Params& params, Query_Result_Printer& printer, int mode, Query_Result_Handler* handler,
+              int limit);
   bool simple(char const* text);
 
   pg_conn* conn_;
+  bool copying_ = false;
   std::unordered_map<std::string, Prepared*> cache_;
   unsigned long long next_statement_;
+  unsigned long long next_cursor_ = 0;
 };
 
 }  // namespace sql
