@@ -21,8 +21,11 @@
 #include "platform/sql/sql.h"
 #include "platform/sql/uuid_binary.h"
 #include "schema/catalog_schema.h"
+#include "server/piece_loader.h"
+#include "server/piece_view.h"
 #include "server/restore_plan_view.h"
 #include "server/set_document_validator.h"
+#include "server/set_view.h"
 
 using database::sql::Connection;
 using json_spirit::Array;
@@ -211,56 +214,6 @@ bool replace_storages(Connection& c, Binding_Value const& set, std::vector<Value
   return true;
 }
 
-// One INSERT of `rows` pieces; the statement text depends only on the count.
-class Piece_Insert {
- public:
-  explicit Piece_Insert(size_t rows) : rows_(rows) {
-    std::string text = "INSERT INTO backup_piece(set_uuid,path,object,size,extended_attrs) VALUES";
-    for (size_t i = 0; i < rows; ++i) {
-      std::string n = std::to_string(i);
-      names_.push_back({":p" + n, ":o" + n, ":z" + n, ":e" + n});
-      text += (i ? "," : "") + std::string("(:set_uuid,") + names_[i][0] + "," + names_[i][1] + "," + names_[i][2] +
-              "," + names_[i][3] + ")";
-    }
-    sql_.set_text(text);
-  }
-
-  bool run(Connection& c, Binding_Value const& set, Array const& pieces, size_t from) {
-    sql_.bind(":set_uuid", set);
-    for (size_t i = 0; i < rows_; ++i) {
-      Object const& o = pieces[from + i].get_obj();
-      Value const* object = find(o, "object");
-      Value const* attrs = find(o, "extended_attrs");
-      sql_.bind(names_[i][0], Binding_Value(o.at("path").get_str()))
-          .bind(names_[i][1], Binding_Value(object ? object->get_str() : std::string()))
-          .bind(names_[i][2], Binding_Value(o.at("size").get_int64()))
-          .bind(names_[i][3], attrs ? Binding_Value(JSON_Dump(*attrs)) : Binding_Value());
-    }
-    return c.execute(sql_);
-  }
-
- private:
-  size_t rows_;
-  std::vector<std::vector<std::string>> names_;
-  SQL sql_;
-};
-
-// Appends pieces in multi-row INSERTs. Row counts are powers of two, so a
-// connection prepares only a handful of statement texts whatever the batch.
-bool insert_pieces(Connection& c, Binding_Value const& set, Array const& pieces, size_t max_rows) {
-  std::map<size_t, std::unique_ptr<Piece_Insert>> inserts;
-  size_t i = 0;
-  while (i < pieces.size()) {
-    size_t rows = max_rows;
-    while (rows > pieces.size() - i) rows /= 2;
-    auto& insert = inserts[rows];
-    if (!insert) insert = std::make_unique<Piece_Insert>(rows);
-    if (!insert->run(c, set, pieces, i)) return false;
-    i += rows;
-  }
-  return true;
-}
-
 // The status of a set ("" when there is none). PostgreSQL locks the row for
 // the rest of the transaction; SQLite's writers are serialised already.
 bool status_of(Connection& c, Binding_Value const& uuid, std::string& status) {
@@ -369,13 +322,6 @@ bool Catalog_Store::write(Binding_Value const& set, Catalog_Error& error, Body b
   return true;
 }
 
-namespace {
-// Rows per piece INSERT, measured with 10,000-piece batches: PostgreSQL
-// pays a round trip per statement, SQLite only for binding by name, which
-// grows with the parameters of a statement.
-size_t piece_rows(bool postgres) { return postgres ? 32 : 8; }
-}  // namespace
-
 bool Catalog_Store::check(Set_Document const& doc, Catalog_Error& error) {
   std::string why;
   if (!Set_Document_Validator::validate_set(doc.common(), true, why) ||
@@ -401,7 +347,7 @@ bool Catalog_Store::initialize(Set_Document const& doc, Catalog_Error& error) {
     }
     if (!replace_member_row(c, key, doc.kind(), doc.application())) return false;
     if (has_storages(o) && !replace_storages(c, key, storages_of(o))) return false;
-    return !pieces || insert_pieces(c, key, pieces->get_array(), piece_rows(postgres_));
+    return !pieces || Piece_Loader::append(c, key, pieces->get_array());
   });
 }
 
@@ -415,7 +361,7 @@ bool Catalog_Store::add_pieces(std::string const& uuid, Value const& pieces, Cat
     if (!status_of(c, key, status)) return false;
     if (status.empty()) return error.set(Catalog_Error::NOT_FOUND, "uuid: no staged set " + uuid);
     if (status != kStaged) return error.set(Catalog_Error::CONFLICT, "uuid: set " + uuid + " is not staged");
-    return insert_pieces(c, key, pieces.get_array(), piece_rows(postgres_));
+    return Piece_Loader::append(c, key, pieces.get_array());
   });
 }
 
@@ -433,7 +379,7 @@ bool Catalog_Store::complete(Set_Document const& doc, Catalog_Error& error) {
     if (!update_set(c, key, o, kComplete, &doc.application())) return false;
     if (!replace_member_row(c, key, doc.kind(), doc.application())) return false;
     if (has_storages(o) && !replace_storages(c, key, storages_of(o))) return false;
-    return retry || !pieces || insert_pieces(c, key, pieces->get_array(), piece_rows(postgres_));
+    return retry || !pieces || Piece_Loader::append(c, key, pieces->get_array());
   });
 }
 
@@ -467,7 +413,7 @@ bool Catalog_Store::commit(Set_Document const& doc, Catalog_Error& error) {
     // commit, or a staged set) is replaced, not duplicated.
     return delete_set(c, key) && insert_set(c, o, kComplete, doc.application()) &&
            replace_member_row(c, key, doc.kind(), doc.application()) && replace_storages(c, key, storages_of(o)) &&
-           (!pieces || insert_pieces(c, key, pieces->get_array(), piece_rows(postgres_)));
+           (!pieces || Piece_Loader::append(c, key, pieces->get_array()));
   });
 }
 
@@ -540,139 +486,15 @@ bool Catalog_Store::exists(std::string const& uuid, bool& found, Catalog_Error& 
   return true;
 }
 
-namespace {
-
-// The set handler's own value table plus the JSON columns a view shows that
-// the records do not read ("uname", "lsb" and "parents" as JSON, not text).
-Key2_Value_T<int> const* view_values() {
-  int const JSON = database::sql::Query_Result_Handler::VT_JSON;
-  static std::vector<Key2_Value_T<int>> const table = Backup_Set_Result_Handler::default_values_and(
-      {{"uname", JSON}, {"lsb", JSON}, {"parents", JSON}, {"application", JSON}});
-  return table.data();
-}
-
-// A view parameter: absent, null and "" all mean "not given".
-Value const* given(Object const& params, char const* key) {
-  Value const* v = find(params, key);
-  if (!v || v->is_null() || (v->type() == json_spirit::str_type && v->get_str().empty())) return nullptr;
-  return v;
-}
-
-bool uuid_param(Object const& params, char const* key, Binding_Value& out, bool& present, Catalog_Error& error) {
-  Value const* v = given(params, key);
-  present = v != nullptr;
-  if (!v) return true;
-  if (v->type() != json_spirit::str_type || !Set_Document_Validator::is_uuid(v->get_str()))
-    return invalid(error, std::string(key) + ": not a UUID");
-  out = uuid_binding(v->get_str());
-  return true;
-}
-
-// Row counts come as JSON integers (JSON-RPC) or as query text (REST).
-bool count_param(Object const& params, char const* key, long long& out, Catalog_Error& error) {
-  Value const* v = given(params, key);
-  if (!v) return true;
-  if (v->type() == json_spirit::int_type && !v->is_uint64()) {
-    out = v->get_int64();
-  } else if (v->type() == json_spirit::str_type) {
-    std::string const& t = v->get_str();
-    char* end = nullptr;
-    errno = 0;
-    out = std::strtoll(t.c_str(), &end, 10);
-    if (errno != 0 || !end || *end != 0) return invalid(error, std::string(key) + ": not an integer");
-  } else {
-    return invalid(error, std::string(key) + ": not an integer");
-  }
-  if (out < 0) return invalid(error, std::string(key) + ": negative");
-  return true;
-}
-
-bool known_params(Object const& params, std::vector<std::string> const& known, std::string const& view,
-                  Catalog_Error& error) {
-  for (auto const& p : params)
-    if (std::find(known.begin(), known.end(), p.first) == known.end())
-      return invalid(error, "param: unknown parameter '" + p.first + "' of view '" + view + "'");
-  return true;
-}
-
-}  // namespace
-
 bool Catalog_Store::select(std::string const& module, std::string const& view, Object const& params, Value& result,
                            Catalog_Error& error) {
   if (module != "backup_set") return invalid(error, "module: unknown module '" + module + "'");
   if (view == "restore_plan") return restore_plan(params, result, error);
   bool sets = view == "sets";
-  if (!sets && view != "pieces") return invalid(error, "view: unknown view '" + view + "' of module 'backup_set'");
-
-  long long limit = -1, offset = -1;
-  Binding_Value uuid;
-  bool has_uuid = false;
-  if (!count_param(params, "limit", limit, error) || !count_param(params, "offset", offset, error) ||
-      !uuid_param(params, "uuid", uuid, has_uuid, error))
-    return false;
-
-  std::unique_ptr<Select_SQL> sql;
-  database::sql::Query_Result_Handler* handler;
-  if (sets) {
-    if (!known_params(params, {"uuid", "host_uuid", "resource_uuid", "name", "catalog_module", "limit", "offset"},
-                      view, error))
-      return false;
-    static Backup_Set_Result_Handler view_handler(nullptr, view_values(), nullptr, 0);
-    handler = &view_handler;
-    sql = std::make_unique<Select_SQL>("backup_set", "b");
-    Backup_Set::init_select_sql(*sql, "b");
-    sql->add_key("b.catalog_module", "catalog_module");
-    sql->add_key("b.parents", "parents");
-    sql->add_key("b.application", "application");
-    // The set's raw UUID under "storages" makes the handler add its storages.
-    sql->add_key("b.uuid", "storages");
-    sql->where("b.status='complete'", false);
-    if (has_uuid) sql->where("b.uuid=:uuid", false).bind(":uuid", uuid);
-    for (char const* key : {"host_uuid", "resource_uuid"}) {
-      Binding_Value v;
-      bool present = false;
-      if (!uuid_param(params, key, v, present, error)) return false;
-      if (present) sql->where((std::string("b.") + key + "=:" + key).c_str(), false).bind(param(key), v);
-    }
-    if (Value const* name = given(params, "name")) {
-      if (name->type() != json_spirit::str_type) return invalid(error, "name: not a string");
-      sql->where("b.name=:name", false).bind(":name", Binding_Value(name->get_str()));
-    }
-    // Present and "" selects the sets of the kinds without a module name.
-    auto module_param = params.find("catalog_module");
-    if (module_param != params.end() && !module_param->second.is_null()) {
-      if (module_param->second.type() != json_spirit::str_type) return invalid(error, "catalog_module: not a string");
-      sql->where("b.catalog_module=:catalog_module", false)
-          .bind(":catalog_module", Binding_Value(module_param->second.get_str()));
-    }
-    sql->order_by("b.backup_start_time", true).order_by("b.uuid");
-  } else {
-    if (!known_params(params, {"uuid", "limit", "offset"}, view, error)) return false;
-    if (!has_uuid) return invalid(error, "uuid: missing");
-    handler = Backup_Piece::result_handler();
-    sql = std::make_unique<Select_SQL>("backup_piece", "p");
-    Backup_Piece::init_select_sql(*sql, "p");
-    // Pieces of a staged set are not shown, like the set itself.
-    sql->inner_join("backup_set", "b", "b.uuid=p.set_uuid");
-    sql->where("b.status='complete'", false);
-    sql->where("p.set_uuid=:uuid", false).bind(":uuid", uuid);
-    sql->order_by("p.id");
-  }
-  if (limit >= 0) sql->limit(limit);
-  if (offset >= 0) sql->offset(offset);
-
+  if (!sets && view != "pieces" && view != "children" && view != "path")
+    return invalid(error, "view: unknown view '" + view + "' of module 'backup_set'");
   std::string why;
   Lease c(*this, why);
   if (!c) return error.set(Catalog_Error::STORAGE_FAILED, why);
-  database::sql::Query_Result_Value_Printer printer;
-  bool ok;
-  {
-    database::sql::Printer_Array_Guard rows(printer, 0, "");
-    ok = c->query(*sql, printer, database::sql::Connection::QM_ROWS, handler, 0);
-  }
-  if (!ok) return error.set(Catalog_Error::STORAGE_FAILED, c->last_error());
-  Object o;
-  o["rows"] = printer.take();
-  result = Value(std::move(o));
-  return true;
+  return sets ? Set_View::answer(*c, params, result, error) : Piece_View::answer(*c, view, params, result, error);
 }

@@ -74,11 +74,9 @@ class Catalog_Store {
   bool update(std::string const& uuid, json_spirit::Value const& doc, Catalog_Error& error) {
     return update(uuid, doc, Set_Document::Later_Values(), error);
   }
-  // A view; `result` gets {"rows": [...]}. Module "backup_set": view "sets"
-  // (params uuid, host_uuid, resource_uuid, name, catalog_module, limit,
-  // offset; each row with its "storages" and its kind's keys under
-  // "application"), view "pieces" (params uuid, limit, offset) and view
-  // "restore_plan" (Restore_Plan_View; the plan itself, not rows).
+  // A view of module "backup_set": "sets" (Set_View), "pieces", "children"
+  // and "path" (Piece_View), each answering {"rows": [...]} a page at a
+  // time, and "restore_plan" (Restore_Plan_View; the plan itself).
   bool select(std::string const& module, std::string const& view, json_spirit::Object const& params,
               json_spirit::Value& result, Catalog_Error& error);
   // Whether a complete set of this uuid is stored.

@@ -176,7 +176,7 @@ TEST_P(CatalogdProcessTest, KilledInTheMiddleOfACommitLeavesNoHalfWrittenSet) {
     auto c = target_.connect();
     Value v;
     c->query_value(SQL("SELECT count(*) FROM pg_stat_activity WHERE datname=current_database() AND "
-                       "state='active' AND query LIKE 'INSERT INTO backup_piece%'"),
+                       "state='active' AND (query LIKE 'INSERT INTO backup_piece%' OR query LIKE 'COPY backup_piece%')"),
                    v);
     return v.type() == json_spirit::int_type && v.get_int64() > 0;
   };
