@@ -17,8 +17,8 @@ std::vector<std::string> Piece_Path::ancestors(std::string const& path) {
   return out;
 }
 
-std::string Piece_Path::directory(std::string const& given) {
-  if (given == "/") return std::string();
-  if (given.size() > 1 && given.back() == '/') return given.substr(0, given.size() - 1);
-  return given;
+std::vector<std::string> Piece_Path::directories(std::string const& given) {
+  std::vector<std::string> out{given};
+  if (!given.empty() && given.back() == '/') out.push_back(given.substr(0, given.size() - 1));
+  return out;
 }

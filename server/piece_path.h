@@ -16,9 +16,11 @@ class Piece_Path {
   // The directories that hold `path`, innermost last, the root left out:
   // "/a/b/c" is in "/a" and "/a/b".
   static std::vector<std::string> ancestors(std::string const& path);
-  // A directory as the caller names it: "/" and "" are the root, and a
-  // trailing '/' is dropped ("/a/b/" is "/a/b").
-  static std::string directory(std::string const& given);
+  // The directories a caller may mean by `given`, most literal first: the
+  // name itself, then, when it ends in '/', the name without it ("/" also
+  // names the root, ""). A path may hold "//", so "/" and "a/" can be
+  // directories of their own.
+  static std::vector<std::string> directories(std::string const& given);
 };
 
 #endif

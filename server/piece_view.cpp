@@ -139,11 +139,25 @@ bool children(Connection& c, View_Params const& p, Binding_Value const& set, std
   if (!p.page_size(kDefaultPage, kLargestPage, limit, error) || !p.text("dir", given_dir, has_dir, error) ||
       !p.text("cursor", cursor, has_cursor, error))
     return false;
-  std::string dir = Piece_Path::directory(given_dir);
   // The cursor: the last entry's path, its type, and its id when a piece.
   bool after = false, after_was_dir = false;
   std::string after_path;
   long long after_id = 0;
+  if (!complete_set(c, set, uuid, error)) return false;
+  // The directory meant: the first of the names the caller may mean that
+  // the set has (the root always is).
+  std::string dir;
+  bool found = false;
+  for (std::string const& d : Piece_Path::directories(given_dir)) {
+    Array hit;
+    if (!d.empty() && !dirs(c, set, "d.path=:value", d, nullptr, 1, hit)) return failed(c, error);
+    if (d.empty() || !hit.empty()) {
+      dir = d;
+      found = true;
+      break;
+    }
+  }
+  if (!found) return error.set(Catalog_Error::NOT_FOUND, "dir: no directory '" + given_dir + "' in set " + uuid);
   if (has_cursor) {
     std::vector<std::string> key;
     char* end = nullptr;
@@ -153,12 +167,8 @@ bool children(Connection& c, View_Params const& p, Binding_Value const& set, std
     after_path = key[0];
     after_was_dir = key[1] == kDir;
     after_id = std::strtoll(key[2].c_str(), &end, 10);
-  }
-  if (!complete_set(c, set, uuid, error)) return false;
-  if (!dir.empty()) {
-    Array found;
-    if (!dirs(c, set, "d.path=:value", dir, nullptr, 1, found)) return failed(c, error);
-    if (found.empty()) return error.set(Catalog_Error::NOT_FOUND, "dir: no directory '" + dir + "' in set " + uuid);
+    if (key[2].empty() || !end || *end != 0)
+      return View_Params::invalid(error, "cursor: not a cursor of this directory; pass \"next\" as it was given");
   }
 
   // Both kinds of entry come by path from their own index; a page merges

@@ -18,8 +18,9 @@ class Connection;
 // "pieces": the set's pieces by path (then by id), a page per call: limit
 // (default 1000, at most 10000), cursor or offset; {"rows", "next"}.
 //
-// "children": the entries right inside a directory (param dir; "" or "/" is
-// the root, see Piece_Path), by path, directories before a piece of the same
+// "children": the entries right inside a directory (param dir; "" is the
+// root, and so is "/" unless the set has a directory of that name; see
+// Piece_Path::directories), by path, directories before a piece of the same
 // path, a page per call with limit and cursor. An entry is
 // {"type": "dir", "name", "path", "pieces", "size"} (pieces and bytes
 // anywhere beneath) or {"type": "file", "name", "path", "id", "object",

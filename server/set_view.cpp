@@ -1,5 +1,6 @@
 #include "server/set_view.h"
 
+#include <algorithm>
 #include <map>
 #include <memory>
 #include <string>
@@ -100,28 +101,33 @@ bool read_stretch(Connection& c, Filters const& f, bool timed, std::string const
   return true;
 }
 
-// The storages of a page's sets, in one statement, under each row's
-// "storages" (in the order they were stored).
+// The storages of a page's sets under each row's "storages" (in the order
+// they were stored): one statement per 1,000 sets, since a statement's
+// parameters are not unlimited (PostgreSQL's description of 10,000 of them
+// is larger than libpq takes).
 bool add_storages(Connection& c, Array& rows) {
-  if (rows.empty()) return true;
-  Select_SQL sql("backup_set_storage", nullptr);
-  sql.select("set_uuid,pool_uuid,state,size,upstream_pool_uuid");
-  std::string in = "set_uuid IN (";
-  for (size_t i = 0; i < rows.size(); ++i) {
-    std::string name = ":s" + std::to_string(i);
-    in += (i ? "," : "") + name;
-    sql.bind(name, uuid_bytes(rows[i].get_obj().at("uuid").get_str()));
-  }
-  sql.where((in + ")").c_str(), false);
-  sql.order_by("set_uuid").order_by("id");
-  Array storages;
-  if (!c.query_rows(sql, storages, &view_handler())) return false;
+  size_t const per_statement = 1000;
   std::map<std::string, Array> by_set;
-  for (Value& s : storages) {
-    Object& o = s.get_obj();
-    std::string set = o.at("set_uuid").get_str();
-    o.erase("set_uuid");
-    by_set[set].push_back(std::move(s));
+  for (size_t from = 0; from < rows.size(); from += per_statement) {
+    size_t to = std::min(rows.size(), from + per_statement);
+    Select_SQL sql("backup_set_storage", nullptr);
+    sql.select("set_uuid,pool_uuid,state,size,upstream_pool_uuid");
+    std::string in = "set_uuid IN (";
+    for (size_t i = from; i < to; ++i) {
+      std::string name = ":s" + std::to_string(i - from);
+      in += (i > from ? "," : "") + name;
+      sql.bind(name, uuid_bytes(rows[i].get_obj().at("uuid").get_str()));
+    }
+    sql.where((in + ")").c_str(), false);
+    sql.order_by("set_uuid").order_by("id");
+    Array storages;
+    if (!c.query_rows(sql, storages, &view_handler())) return false;
+    for (Value& s : storages) {
+      Object& o = s.get_obj();
+      std::string set = o.at("set_uuid").get_str();
+      o.erase("set_uuid");
+      by_set[set].push_back(std::move(s));
+    }
   }
   for (Value& row : rows) {
     Object& o = row.get_obj();
@@ -167,8 +173,11 @@ bool Set_View::answer(Connection& c, Object const& params, Value& result, Catalo
   if (has_cursor) {
     if (offset > 0) return View_Params::invalid(error, "offset: not with a cursor; the cursor says where to go on");
     std::vector<std::string> key;
+    long long seconds = 0;
     if (!Page_Cursor::decode(cursor, kView, 3, key) || (key[0] != kTimed && key[0] != kUntimed) ||
-        !Set_Document_Validator::is_uuid(key[2]))
+        !Set_Document_Validator::is_uuid(key[2]) ||
+        (key[0] == kTimed && !Set_Document_Validator::parse_time(key[1], seconds)) ||
+        (key[0] == kUntimed && !key[1].empty()))
       return View_Params::invalid(error, "cursor: not a cursor of view 'sets'; pass \"next\" as it was given");
     timed = key[0] == kTimed;
     after_time = key[1];

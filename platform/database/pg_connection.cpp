@@ -524,7 +524,11 @@ bool PG_Connection::query(SQL const& sql, Query_Result_Printer& printer, int mod
   if (!Result_Delivery::known_mode(mode)) return fail("unknown query mode " + std::to_string(mode));
   Params p;
   if (!bind(sql, p)) return false;
-  if ((limit == 0 || limit > kFetchRows) && cursor_readable(p.text)) return stream(sql, p, printer, mode, handler, limit);
+  // Queries a handler runs between the rows of a stream are read whole:
+  // they are small (a row's storages, say), and a cursor each would cost
+  // two more round trips per row.
+  if (streaming_ == 0 && (limit == 0 || limit > kFetchRows) && cursor_readable(p.text))
+    return stream(sql, p, printer, mode, handler, limit);
   Run r;
   if (!exec(p, r)) return false;
   std::vector<std::string> keys = column_keys(sql, r.result);
@@ -543,8 +547,11 @@ bool PG_Connection::query(SQL const& sql, Query_Result_Printer& printer, int mod
 // of its own, which also gives the whole read one snapshot.
 bool PG_Connection::stream(SQL const& sql, Params& p, Query_Result_Printer& printer, int mode,
                            Query_Result_Handler* handler, int limit) {
-  Prepared* prepared = prepare(p);  // the column types say whether rows can come binary
+  // The column types say whether rows can come binary. The prepared entry
+  // itself may go from the cache while the rows are read.
+  Prepared* prepared = prepare(p);
   if (!prepared) return false;
+  bool const binary = prepared->binary;
   bool own = PQtransactionStatus(conn_) == PQTRANS_IDLE;
   if (own && !simple("BEGIN")) return false;
   std::string cursor = "bset_cursor_" + std::to_string(++next_cursor_);
@@ -561,8 +568,7 @@ bool PG_Connection::stream(SQL const& sql, Params& p, Query_Result_Printer& prin
   int row = 0;
   bool exhausted = false;
   while (ok && !exhausted) {
-    PGresult* chunk = PQexecParams(conn_, fetch.c_str(), 0, nullptr, nullptr, nullptr, nullptr,
-                                   prepared->binary ? 1 : 0);
+    PGresult* chunk = PQexecParams(conn_, fetch.c_str(), 0, nullptr, nullptr, nullptr, nullptr, binary ? 1 : 0);
     if (PQresultStatus(chunk) != PGRES_TUPLES_OK) {
       ok = false;
       failure = message_of(chunk, conn_) + " in: " + p.text;
@@ -572,7 +578,9 @@ bool PG_Connection::stream(SQL const& sql, Params& p, Query_Result_Printer& prin
         if (!delivery.names(keys)) ok = false;
       }
       exhausted = PQntuples(chunk) < kFetchRows;
-      if (ok && !deliver_rows(chunk, prepared->binary, delivery, row, limit)) ok = false;
+      ++streaming_;
+      if (ok && !deliver_rows(chunk, binary, delivery, row, limit)) ok = false;
+      --streaming_;
       if (limit > 0 && row >= limit) exhausted = true;
       if (!ok) failure = "query " + delivery.stop_reason();
     }
@@ -582,8 +590,8 @@ bool PG_Connection::stream(SQL const& sql, Params& p, Query_Result_Printer& prin
     ok = false;
     failure = "query " + delivery.stop_reason();
   }
-  // A cursor lives until its transaction ends; one in the caller's
-  // transaction is closed here unless it was read to the end.
+  // A cursor lives until its transaction ends: one in the caller's
+  // transaction is closed here.
   if (own) {
     if (ok) {
       ok = simple("COMMIT");
@@ -591,7 +599,7 @@ bool PG_Connection::stream(SQL const& sql, Params& p, Query_Result_Printer& prin
     } else {
       PQclear(PQexec(conn_, "ROLLBACK"));
     }
-  } else if (!exhausted || !ok) {
+  } else {
     PQclear(PQexec(conn_, ("CLOSE " + cursor).c_str()));
   }
   if (!ok) return fail(failure);

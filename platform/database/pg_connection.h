@@ -78,6 +78,7 @@ class BSET_API PG_Connection : public Connection {
   std::unordered_map<std::string, Prepared*> cache_;
   unsigned long long next_statement_;
   unsigned long long next_cursor_ = 0;
+  int streaming_ = 0;  // rows of a stream are being delivered
 };
 
 }  // namespace sql

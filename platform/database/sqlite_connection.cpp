@@ -155,8 +155,12 @@ bool SQLite_Connection::prepare(SQL const& sql, Statement& statement) {
   }
   sqlite3_stmt* stmt = statement.get();
   int count = sqlite3_bind_parameter_count(stmt);
+  // SQLite numbers named parameters in order of first appearance, as the
+  // scan that built `names` does; asking SQLite for each name instead costs
+  // time linear in the count, per parameter.
+  bool same_numbers = static_cast<size_t>(count) == names.size();
   for (int i = 1; i <= count; ++i) {
-    char const* name = sqlite3_bind_parameter_name(stmt, i);
+    char const* name = same_numbers ? names[i - 1].c_str() : sqlite3_bind_parameter_name(stmt, i);
     if (!name) return fail("unnamed parameter " + std::to_string(i) + " in: " + text);
     Binding_Value const* value = sql.binding(name);
     if (!value) return fail(std::string("parameter ") + name + " is not bound in: " + text);

@@ -31,6 +31,43 @@ UPDATE backup_piece SET dir = CASE WHEN rtrim(path, replace(path, '/', '')) = ''
 CREATE INDEX backup_piece_path ON backup_piece(set_uuid, path, id);
 CREATE INDEX backup_piece_children ON backup_piece(set_uuid, dir, path, id);
 
+-- The check that a piece's set exists runs once per statement over the rows
+-- it added, not once per row as a foreign key does: a COPY of a large batch
+-- spent two thirds of its time in the per-row checks. Deleting a set still
+-- takes its pieces with it.
+ALTER TABLE backup_piece DROP CONSTRAINT IF EXISTS backup_piece_set_uuid_fkey;
+
+CREATE FUNCTION backup_piece_sets_exist() RETURNS trigger LANGUAGE plpgsql AS $$
+BEGIN
+  IF EXISTS (SELECT 1 FROM (SELECT DISTINCT set_uuid FROM added) a
+             WHERE NOT EXISTS (SELECT 1 FROM backup_set b WHERE b.uuid = a.set_uuid)) THEN
+    RAISE foreign_key_violation USING MESSAGE = 'a piece names a set that is not in backup_set';
+  END IF;
+  RETURN NULL;
+END $$;
+CREATE TRIGGER backup_piece_inserted AFTER INSERT ON backup_piece REFERENCING NEW TABLE AS added
+  FOR EACH STATEMENT EXECUTE FUNCTION backup_piece_sets_exist();
+CREATE TRIGGER backup_piece_updated AFTER UPDATE ON backup_piece REFERENCING NEW TABLE AS added
+  FOR EACH STATEMENT EXECUTE FUNCTION backup_piece_sets_exist();
+
+CREATE FUNCTION backup_set_pieces_go() RETURNS trigger LANGUAGE plpgsql AS $$
+BEGIN
+  DELETE FROM backup_piece WHERE set_uuid = OLD.uuid;
+  RETURN NULL;
+END $$;
+CREATE TRIGGER backup_set_deleted AFTER DELETE ON backup_set FOR EACH ROW EXECUTE FUNCTION backup_set_pieces_go();
+
+-- A set's uuid names its pieces; it is not changed while it has any.
+CREATE FUNCTION backup_set_uuid_kept() RETURNS trigger LANGUAGE plpgsql AS $$
+BEGIN
+  IF EXISTS (SELECT 1 FROM backup_piece WHERE set_uuid = OLD.uuid) THEN
+    RAISE foreign_key_violation USING MESSAGE = 'the uuid of a set that has pieces cannot change';
+  END IF;
+  RETURN NULL;
+END $$;
+CREATE TRIGGER backup_set_uuid_changed AFTER UPDATE OF uuid ON backup_set FOR EACH ROW
+  WHEN (OLD.uuid IS DISTINCT FROM NEW.uuid) EXECUTE FUNCTION backup_set_uuid_kept();
+
 CREATE TABLE backup_piece_dir (
   set_uuid bytea  NOT NULL REFERENCES backup_set(uuid) ON DELETE CASCADE,
   path     text   COLLATE "C" NOT NULL,
