@@ -18,8 +18,6 @@ using json_spirit::Value;
 
 namespace {
 
-long long const kDefaultPage = 1000;
-long long const kLargestPage = 10000;
 char const kDir[] = "dir";
 char const kFile[] = "file";
 
@@ -71,7 +69,7 @@ bool pieces(Connection& c, View_Params const& p, Binding_Value const& set, Value
   long long limit = 0, offset = 0;
   std::string cursor;
   bool has_cursor = false;
-  if (!p.page_size(kDefaultPage, kLargestPage, limit, error) || !p.count("offset", offset, error) ||
+  if (!p.page_size(limit, error) || !p.count("offset", offset, error) ||
       !p.text("cursor", cursor, has_cursor, error))
     return false;
   std::unique_ptr<Select_SQL> sql = piece_select(set);
@@ -136,7 +134,7 @@ bool children(Connection& c, View_Params const& p, Binding_Value const& set, std
   long long limit = 0;
   std::string given_dir, cursor;
   bool has_dir = false, has_cursor = false;
-  if (!p.page_size(kDefaultPage, kLargestPage, limit, error) || !p.text("dir", given_dir, has_dir, error) ||
+  if (!p.page_size(limit, error) || !p.text("dir", given_dir, has_dir, error) ||
       !p.text("cursor", cursor, has_cursor, error))
     return false;
   // The cursor: the last entry's path, its type, and its id when a piece.

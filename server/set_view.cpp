@@ -22,8 +22,6 @@ using json_spirit::Value;
 
 namespace {
 
-long long const kDefaultPage = 1000;
-long long const kLargestPage = 10000;
 char const kView[] = "sets";
 // The two stretches of the order: sets with a start time, then those without.
 char const kTimed[] = "T";
@@ -165,7 +163,7 @@ bool Set_View::answer(Connection& c, Object const& params, Value& result, Catalo
     f.equal.emplace_back("catalog_module", Binding_Value(module->second.get_str()));
   }
   long long limit = 0, offset = 0;
-  if (!p.page_size(kDefaultPage, kLargestPage, limit, error) || !p.count("offset", offset, error)) return false;
+  if (!p.page_size(limit, error) || !p.count("offset", offset, error)) return false;
 
   // Where the page starts: a stretch and the key of the row before it.
   bool timed = true;

@@ -71,10 +71,10 @@ bool View_Params::count(char const* key, long long& out, Catalog_Error& error) c
   return true;
 }
 
-bool View_Params::page_size(long long fallback, long long most, long long& out, Catalog_Error& error) const {
-  out = fallback;
+bool View_Params::page_size(long long& out, Catalog_Error& error) const {
+  out = DEFAULT_PAGE;
   if (!count("limit", out, error)) return false;
-  if (out < 1 || out > most)
-    return invalid(error, "limit: pages hold 1 to " + std::to_string(most) + " rows; follow \"next\" for more");
+  if (out < 1 || out > LARGEST_PAGE)
+    return invalid(error, "limit: pages hold 1 to " + std::to_string(LARGEST_PAGE) + " rows; follow \"next\" for more");
   return true;
 }

@@ -26,8 +26,11 @@ class View_Params {
   bool time(char const* key, std::string& out, bool& present, Catalog_Error& error) const;
   // A count of rows: 0 or more; `out` keeps its value when none is given.
   bool count(char const* key, long long& out, Catalog_Error& error) const;
-  // The page size: `fallback` when none is given, 1 to `most`.
-  bool page_size(long long fallback, long long most, long long& out, Catalog_Error& error) const;
+  // The page size ("limit"): DEFAULT_PAGE when none is given, 1 to
+  // LARGEST_PAGE. Every paged view takes the same sizes.
+  static constexpr long long DEFAULT_PAGE = 1000;
+  static constexpr long long LARGEST_PAGE = 10000;
+  bool page_size(long long& out, Catalog_Error& error) const;
 
   static bool invalid(Catalog_Error& error, std::string const& why) {
     return error.set(Catalog_Error::INVALID_PARAMS, why);
