@@ -28,6 +28,7 @@
 #include "platform/database/pg_connection.h"
 #include "platform/database/sqlite_connection.h"
 #include "schema/catalog_schema.h"
+#include "tests/server/catalog_target.h"
 #include "tests/server/catalogd_process.h"
 #include "tests/server/temp_dir.h"
 #include "tests/support/pg_cluster.h"
@@ -80,28 +81,15 @@ inline std::vector<Engine> engines() {
   return out;
 }
 
-// A fresh, empty catalogue with the current schema.
+// A fresh, empty catalogue with the current schema: the tests' catalogue
+// (an SQLite file, or a database in the private cluster) made ready up front.
 class Catalogue {
  public:
-  explicit Catalogue(Engine engine) : engine_(engine) {}
+  explicit Catalogue(Engine engine)
+      : engine_(engine), target_(engine == SQLITE ? Catalog_Target::SQLITE : Catalog_Target::POSTGRESQL) {}
 
   bool prepare(std::string& error) {
-    if (engine_ == SQLITE) {
-      file_ = dir_.path() + "/catalog.db";
-      db_ = file_;
-    } else {
-      PG_Cluster* cluster = PG_Cluster::shared(&error);
-      if (!cluster) return false;
-      static std::atomic<int> counter{0};
-      std::string name = "bench_" + std::to_string(getpid()) + "_" + std::to_string(counter++);
-      database::sql::PG_Connection admin(cluster->conninfo());
-      if (!admin.is_open() || !admin.execute_script("CREATE DATABASE " + name)) {
-        error = "cannot create database " + name + ": " + admin.last_error();
-        return false;
-      }
-      conninfo_ = cluster->conninfo_for(name);
-      db_ = "postgresql://postgres@127.0.0.1:" + std::to_string(cluster->port()) + "/" + name;
-    }
+    if (!target_.prepare(error)) return false;
     auto c = connect();
     if (!c->is_open() || !Catalog_Schema::create(*c)) {
       error = "cannot create the schema: " + c->last_error();
@@ -112,19 +100,15 @@ class Catalogue {
 
   Engine engine() const { return engine_; }
   // What catalogd takes as --db.
-  std::string const& db() const { return db_; }
+  std::string const& db() const { return target_.db(); }
   // The SQLite file, or the libpq conninfo.
-  std::string const& file() const { return file_; }
-  std::string const& conninfo() const { return conninfo_; }
-  std::unique_ptr<database::sql::Connection> connect() const {
-    if (engine_ == SQLITE) return std::make_unique<database::sql::SQLite_Connection>(file_);
-    return std::make_unique<database::sql::PG_Connection>(conninfo_);
-  }
+  std::string const& file() const { return target_.db(); }
+  std::string const& conninfo() const { return target_.conninfo(); }
+  std::unique_ptr<database::sql::Connection> connect() const { return target_.connect(); }
 
  private:
   Engine engine_;
-  Temp_Dir dir_;
-  std::string db_, file_, conninfo_;
+  Catalog_Target target_;
 };
 
 // catalogd serving one catalogue, for the life of the holder.

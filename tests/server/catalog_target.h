@@ -23,6 +23,8 @@ class Catalog_Target {
   Engine engine() const { return engine_; }
   // What catalogd takes as --db.
   std::string const& db() const { return db_; }
+  // The libpq conninfo of the PostgreSQL database ("" for SQLite).
+  std::string const& conninfo() const { return conninfo_; }
   // A connection of the test's own to the same catalogue.
   std::unique_ptr<database::sql::Connection> connect() const;
   std::string const& dir() const { return dir_.path(); }
