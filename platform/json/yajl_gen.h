@@ -14,7 +14,9 @@
 // Inline so that writing a document costs what the raw yajl calls cost.
 // A write yajl refuses (a value nested past its depth limit, a number that
 // is not finite, a key where a value belongs) leaves the text broken, so the
-// first refusal is remembered: ok() is false from then on.
+// first refusal is remembered: ok() is false from then on. Text that is not
+// UTF-8 is refused too (the generator is told to check it), since no parser
+// would take the document back.
 class BSET_API YAJL_Gen {
  public:
   // Text with an explicit length (need not be zero-ended).
@@ -24,7 +26,9 @@ class BSET_API YAJL_Gen {
     size_t size;
   };
 
-  YAJL_Gen(yajl_gen_t* gen, bool owns) : gen_(gen), owns_(owns), ok_(true) {}
+  YAJL_Gen(yajl_gen_t* gen, bool owns) : gen_(gen), owns_(owns), ok_(true) {
+    if (gen_) yajl_gen_config(gen_, yajl_gen_validate_utf8, 1);
+  }
   ~YAJL_Gen() {
     if (owns_ && gen_) yajl_gen_free(gen_);
   }

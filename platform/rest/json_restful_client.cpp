@@ -12,6 +12,7 @@
 #include "platform/json/json_text.h"
 #include "platform/retry/exponential_backoff_iterator.h"
 #include "platform/retry/retry_sleep.h"
+#include "platform/text/request_key.h"
 
 using json_spirit::Value;
 
@@ -194,8 +195,8 @@ void JSON_RESTful_Client::prepare_handle() {
 }
 
 JSON_RESTful_Client::Outcome JSON_RESTful_Client::attempt(HTTP_Request& request, std::string const& base_url,
-                                                          char const* body, size_t size, HTTP_Response& answer,
-                                                          std::string& error) {
+                                                          char const* body, size_t size, std::string const& key,
+                                                          HTTP_Response& answer, std::string& error) {
   prepare_handle();
   if (!handle_) {
     error = "no libcurl handle";
@@ -228,6 +229,7 @@ JSON_RESTful_Client::Outcome JSON_RESTful_Client::attempt(HTTP_Request& request,
   if (!own_authorization && !options_.authorization.empty())
     headers = curl_slist_append(headers, ("Authorization: " + options_.authorization).c_str());
   for (auto const& hv : request.headers()) headers = curl_slist_append(headers, (hv.first + ": " + hv.second).c_str());
+  if (!key.empty()) headers = curl_slist_append(headers, (std::string(Request_Key::HEADER) + ": " + key).c_str());
   curl_easy_setopt(h, CURLOPT_HTTPHEADER, headers);
 
   switch (request.method()) {
@@ -280,6 +282,9 @@ bool JSON_RESTful_Client::perform(HTTP_Request& request, char const* body, size_
   HTTP_Response local;
   HTTP_Response& answer = response ? *response : local;
   std::string error;
+  // A write is named once for all its attempts: the server stores a retry
+  // whose first attempt did arrive only once.
+  std::string const key = request.method() == HTTP_Request::HTTP_GET ? std::string() : Request_Key::next();
   int n = 1;
   Exponential_Backoff_Iterator it(1, 4294967295u, 60, true), end;
   for (;;) {
@@ -287,7 +292,7 @@ bool JSON_RESTful_Client::perform(HTTP_Request& request, char const* body, size_
     // Every server in turn, the one that answered last first.
     for (size_t i = 0; i < base_urls_.size() && outcome != ANSWERED; ++i) {
       size_t k = (preferred_ + i) % base_urls_.size();
-      outcome = attempt(request, base_urls_[k], body, size, answer, error);
+      outcome = attempt(request, base_urls_[k], body, size, key, answer, error);
       if (outcome == ANSWERED) preferred_ = k;
     }
     if (outcome == ANSWERED) break;

@@ -86,8 +86,9 @@ class BSET_API JSON_RESTful_Client {
   void unusable(std::string const& why) { unusable_ = why; }
 
  private:
+  // `key` names the request (the same in each of its attempts); "" for none.
   Outcome attempt(HTTP_Request& request, std::string const& base_url, char const* body, size_t size,
-                  HTTP_Response& answer, std::string& error);
+                  std::string const& key, HTTP_Response& answer, std::string& error);
   void prepare_handle();
 
   std::vector<std::string> base_urls_;

@@ -40,6 +40,9 @@ class BSET_API Global_JSON_RPC_Channel {
   std::string const& url() const { return url_; }
   Options const& options() const { return options_; }
 
+  // The headers every request of the channel carries (set on its handles).
+  curl_slist* headers() const { return headers_; }
+
   // A handle set up for this channel (reused when one is idle), and back.
   CURL* acquire();
   void release(CURL* handle);

@@ -7,6 +7,8 @@
 #include <curl/curl.h>
 #include <yajl/yajl_gen.h>
 
+#include "platform/text/request_key.h"
+
 namespace {
 
 std::atomic<long long> next_id{1};
@@ -114,6 +116,14 @@ bool JSON_RPC_Session::send(char const* body, size_t size, long long id, JSON_RP
   long cap_ms = channel_->options().request_timeout_ms;
   if (cap_ms > 0 && (limit_ms == 0 || cap_ms < limit_ms)) limit_ms = cap_ms;
 
+  // The channel's headers plus the request's name: the id is the same in
+  // every attempt of a call made from one request object, so the server
+  // stores a retried batch of pieces once.
+  curl_slist* headers = nullptr;
+  for (curl_slist* h = channel_->headers(); h; h = h->next) headers = curl_slist_append(headers, h->data);
+  headers = curl_slist_append(headers, (std::string(Request_Key::HEADER) + ": " + Request_Key::of(id)).c_str());
+  curl_easy_setopt(handle_, CURLOPT_HTTPHEADER, headers);
+
   answer_.clear();
   curl_easy_setopt(handle_, CURLOPT_POSTFIELDS, body);
   curl_easy_setopt(handle_, CURLOPT_POSTFIELDSIZE_LARGE, static_cast<curl_off_t>(size));
@@ -122,6 +132,8 @@ bool JSON_RPC_Session::send(char const* body, size_t size, long long id, JSON_RP
   curl_easy_setopt(handle_, CURLOPT_WRITEDATA, &answer_);
 
   CURLcode rc = curl_easy_perform(handle_);
+  curl_easy_setopt(handle_, CURLOPT_HTTPHEADER, channel_->headers());
+  curl_slist_free_all(headers);
   if (rc != CURLE_OK) {
     last_error_ = curl_easy_strerror(rc);
     ACE_DEBUG((LM_DEBUG, "JSON-RPC request to '%s' failed: %s.\n", channel_->url().c_str(), last_error_.c_str()));
