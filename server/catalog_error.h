@@ -3,6 +3,8 @@
 
 #include <string>
 
+#include "platform/json/utf8_text.h"
+
 // Why a catalogue operation was refused. The codes are those of the JSON-RPC
 // error object; the REST routes map them onto HTTP statuses.
 struct Catalog_Error {
@@ -21,11 +23,13 @@ struct Catalog_Error {
   std::string message;
 
   Catalog_Error() = default;
-  Catalog_Error(Code c, std::string m) : code(c), message(std::move(m)) {}
+  Catalog_Error(Code c, std::string m) : code(c), message(UTF8_Text::scrub(m)) {}
 
+  // Messages quote what the client sent, which need not be UTF-8; an
+  // answer must stay JSON, so such bytes become U+FFFD.
   bool set(Code c, std::string m) {
     code = c;
-    message = std::move(m);
+    message = UTF8_Text::scrub(m);
     return false;
   }
 

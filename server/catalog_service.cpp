@@ -2,6 +2,8 @@
 
 #include <httplib.h>
 
+#include <sys/socket.h>
+
 #include <chrono>
 #include <cstdlib>
 
@@ -22,10 +24,20 @@ using json_spirit::Value;
 namespace {
 
 char const kJson[] = "application/json";
+// The header a client names a request with, the same in each of its
+// retries, so that a retried batch of pieces is stored once.
+char const kIdempotencyKey[] = "Idempotency-Key";
 
 void answer(httplib::Response& res, int status, Value const& body) {
+  std::string text = JSON_Dump(body);
+  if (text.empty()) {
+    // Never an empty success: the value cannot be written (nested too deep).
+    res.status = 500;
+    res.set_content(R"({"code":-32000,"message":"the answer cannot be written as JSON","result":false})", kJson);
+    return;
+  }
   res.status = status;
-  res.set_content(JSON_Dump(body), kJson);
+  res.set_content(std::move(text), kJson);
 }
 
 void refuse(httplib::Response& res, Catalog_Error const& error) {
@@ -85,6 +97,15 @@ bool Catalog_Service::start(std::string& error) {
   // Small JSON-RPC posts on loopback otherwise wait on Nagle plus delayed
   // ACKs (tens of milliseconds each); agents keep their connection open.
   server_->set_tcp_nodelay(true);
+  // The library listens with a backlog of 5: a burst of agents that each
+  // connect anew would find the queue full. Its socket is kept to listen
+  // again with the system's maximum once bound.
+  int listening = -1;
+  server_->set_socket_options([&listening](socket_t sock) {
+    httplib::default_socket_options(sock);
+    listening = sock;
+  });
+  server_->set_payload_max_length(static_cast<size_t>(options_.max_body));
   server_->set_keep_alive_max_count(static_cast<size_t>(options_.keep_alive_max));
   server_->set_keep_alive_timeout(options_.keep_alive_timeout);
   size_t threads = static_cast<size_t>(options_.threads);
@@ -101,6 +122,7 @@ bool Catalog_Service::start(std::string& error) {
     server_.reset();
     return false;
   }
+  if (listening >= 0) ::listen(listening, SOMAXCONN);
   listening_done_ = false;
   listener_ = std::thread([this] {
     server_->listen_after_bind();
@@ -118,9 +140,28 @@ bool Catalog_Service::start(std::string& error) {
   return true;
 }
 
-void Catalog_Service::stop() {
+void Catalog_Service::stop_taking() {
   if (server_) server_->stop();
+  std::unique_lock<std::mutex> lock(busy_mutex_);
+  idle_.wait(lock, [this] { return busy_ == 0; });
+}
+
+void Catalog_Service::stop() {
+  stop_taking();
   if (listener_.joinable()) listener_.join();
+}
+
+Catalog_Service::In_Flight::In_Flight(Catalog_Service const& service) : service_(service) {
+  std::lock_guard<std::mutex> lock(service_.busy_mutex_);
+  ++service_.busy_;
+}
+
+Catalog_Service::In_Flight::~In_Flight() {
+  {
+    std::lock_guard<std::mutex> lock(service_.busy_mutex_);
+    --service_.busy_;
+  }
+  service_.idle_.notify_all();
 }
 
 bool Catalog_Service::authorized(httplib::Request const& req) const {
@@ -164,26 +205,67 @@ void Catalog_Service::routes() {
   typedef void (Catalog_Service::*Body_Route)(httplib::Request const&, std::string const&, httplib::Response&) const;
   auto with_body = [this](Body_Route route) {
     return [this, route](httplib::Request const& req, httplib::Response& res, httplib::ContentReader const& reader) {
+      In_Flight busy(*this);
+      size_t const limit = static_cast<size_t>(options_.max_body);
       std::string body;
-      if (req.has_header("Content-Length"))
-        body.reserve(static_cast<size_t>(std::strtoull(req.get_header_value("Content-Length").c_str(), nullptr, 10)));
-      reader([&body](char const* data, size_t length) {
-        body.append(data, length);
-        return true;
+      if (req.has_header("Content-Length")) {
+        unsigned long long declared = std::strtoull(req.get_header_value("Content-Length").c_str(), nullptr, 10);
+        if (declared > 4 * static_cast<unsigned long long>(limit)) {
+          // Far too large to read and drop: refused before a byte of it is
+          // read, rather than holding a worker while it trickles in.
+          res.set_header("Connection", "close");
+          return too_large(req, res);
+        }
+        if (declared <= limit) body.reserve(static_cast<size_t>(declared));
+      }
+      // A body over the limit is read on and dropped (up to a bound), so the
+      // client sees the refusal instead of a reset connection.
+      size_t seen = 0;
+      bool whole = reader([&body, &seen, limit](char const* data, size_t length) {
+        seen += length;
+        if (seen <= limit) body.append(data, length);
+        return seen <= 4 * limit;
       });
+      if (seen > limit) return too_large(req, res);
+      if (!whole) return;  // the connection broke; nobody is left to answer
       (this->*route)(req, body, res);
     };
   };
+  s.set_error_handler([this](httplib::Request const& req, httplib::Response& res) {
+    if (!res.body.empty()) return;
+    if (res.status == 413) return too_large(req, res);
+    int status = res.status;
+    if (status == 404)
+      refuse(res, Catalog_Error(Catalog_Error::METHOD_NOT_FOUND, "no resource " + req.method + " " + req.path));
+    else
+      refuse(res, Catalog_Error(Catalog_Error::INVALID_REQUEST,
+                                "the request was refused (HTTP " + std::to_string(status) + ")"));
+    res.status = status;
+  });
   s.Post("/rpc", with_body(&Catalog_Service::rpc));
   s.Post("/", with_body(&Catalog_Service::rpc));
   s.Post("/d2/r/v2/sets", with_body(&Catalog_Service::post_sets));
   s.Put("/d2/r/v2/sets", with_body(&Catalog_Service::put_sets));
-  s.Get("/d2/r/v2/sets/select", [this](httplib::Request const& req, httplib::Response& res) { select(req, res); });
-  s.Get("/d2/r/v2/sets/exists", [this](httplib::Request const& req, httplib::Response& res) { exists(req, res); });
+  s.Get("/d2/r/v2/sets/select", [this](httplib::Request const& req, httplib::Response& res) {
+    In_Flight busy(*this);
+    select(req, res);
+  });
+  s.Get("/d2/r/v2/sets/exists", [this](httplib::Request const& req, httplib::Response& res) {
+    In_Flight busy(*this);
+    exists(req, res);
+  });
 }
 
-void Catalog_Service::rpc(httplib::Request const&, std::string const& body, httplib::Response& res) const {
-  std::string answer = dispatcher_.handle(body);
+void Catalog_Service::too_large(httplib::Request const& req, httplib::Response& res) const {
+  Catalog_Error error(Catalog_Error::INVALID_REQUEST, "body: larger than the limit of " +
+                                                          std::to_string(options_.max_body) + " bytes (--max-body)");
+  Json_Rpc_Dispatcher::log_refusal(req.method + " " + req.path, error);
+  refuse(res, error);
+  res.status = 413;
+}
+
+void Catalog_Service::rpc(httplib::Request const& req, std::string const& body, httplib::Response& res) const {
+  std::string answer = dispatcher_.handle(body, req.get_header_value(kIdempotencyKey));
   if (answer.empty()) {
     res.status = 204;  // notifications only
     return;
@@ -211,7 +293,8 @@ void Catalog_Service::post_sets(httplib::Request const& req, std::string const& 
   }
   Value result;
   Set_Document::Later_Values later;
-  if (!parse_body(body, doc, later, error) || !dispatcher_.call(method, doc, result, error, later)) {
+  if (!parse_body(body, doc, later, error) ||
+      !dispatcher_.call(method, doc, result, error, later, req.get_header_value(kIdempotencyKey))) {
     Json_Rpc_Dispatcher::log_refusal("POST /d2/r/v2/sets " + method, error);
     return refuse(res, error);
   }
@@ -233,7 +316,12 @@ void Catalog_Service::put_sets(httplib::Request const& req, std::string const& b
   else if (!Set_Document_Validator::is_uuid(uuid))
     ok = error.set(Catalog_Error::INVALID_PARAMS, "uuid: not a UUID");
   Set_Document::Later_Values later;
-  ok = ok && parse_body(body, doc, later, error) && store_.update(uuid, doc, later, error);
+  ok = ok && parse_body(body, doc, later, error);
+  bool too_deep = false;
+  std::string why;
+  if (ok && !Set_Document_Validator::validate_tree(doc, "", too_deep, why))
+    ok = error.set(too_deep ? Catalog_Error::PARSE_ERROR : Catalog_Error::INVALID_PARAMS, why);
+  ok = ok && store_.update(uuid, doc, later, error);
   if (!ok) {
     Json_Rpc_Dispatcher::log_refusal("PUT /d2/r/v2/sets", error);
     return refuse(res, error);

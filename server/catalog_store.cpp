@@ -4,6 +4,7 @@
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
+#include <ctime>
 #include <map>
 
 #include "backup/backup_set/common/backup_piece.h"
@@ -233,6 +234,46 @@ bool delete_set(Connection& c, Binding_Value const& uuid) {
   return c.execute(sql);
 }
 
+// The advisory lock of a set's writers: FNV-1a of its uuid bytes, the same
+// in every server process.
+long long set_lock_key(std::string const& bytes) {
+  unsigned long long h = 1469598103934665603ULL;
+  for (char b : bytes) {
+    h ^= static_cast<unsigned char>(b);
+    h *= 1099511628211ULL;
+  }
+  return static_cast<long long>(h);
+}
+
+long long now_seconds() { return static_cast<long long>(std::time(nullptr)); }
+
+// A staged set's last write, which its expiry counts from.
+bool touch(Connection& c, Binding_Value const& uuid) {
+  SQL sql("UPDATE backup_set SET touched_time=:now WHERE uuid=:uuid");
+  sql.bind(":now", Binding_Value(now_seconds())).bind(":uuid", uuid);
+  return c.execute(sql);
+}
+
+// Records a batch of pieces under its key; `fresh` is false when the set
+// has taken a batch of that key before.
+bool record_batch(Connection& c, Binding_Value const& uuid, std::string const& batch, size_t pieces, bool& fresh) {
+  SQL seen("SELECT 1 FROM backup_piece_batch WHERE set_uuid=:set_uuid AND batch=:batch");
+  seen.bind(":set_uuid", uuid).bind(":batch", Binding_Value(batch));
+  Value v;
+  if (!c.query_value(seen, v)) return false;
+  fresh = v.is_null();
+  if (!fresh) return true;
+  SQL add("INSERT INTO backup_piece_batch(set_uuid,batch,pieces) VALUES(:set_uuid,:batch,:pieces)");
+  add.bind(":set_uuid", uuid).bind(":batch", Binding_Value(batch)).bind(":pieces",
+                                                                         Binding_Value(static_cast<long long>(pieces)));
+  return c.execute(add);
+}
+
+// The pieces an initialize brings are a batch of their own, under a key no
+// client can give (clients' keys are never empty), so a retried initialize
+// does not add them twice.
+char const kInitializeBatch[] = "";
+
 bool invalid(Catalog_Error& error, std::string const& why) { return error.set(Catalog_Error::INVALID_PARAMS, why); }
 
 }  // namespace
@@ -241,7 +282,10 @@ class Catalog_Store::Lease {
  public:
   Lease(Catalog_Store& store, std::string& error) : store_(store) {
     {
-      std::lock_guard<std::mutex> lock(store_.pool_mutex_);
+      std::unique_lock<std::mutex> lock(store_.pool_mutex_);
+      if (store_.max_connections_ > 0)
+        store_.pool_freed_.wait(lock, [this] { return store_.leased_ < store_.max_connections_; });
+      ++store_.leased_;
       if (!store_.idle_.empty()) {
         connection_ = std::move(store_.idle_.back());
         store_.idle_.pop_back();
@@ -250,15 +294,23 @@ class Catalog_Store::Lease {
     if (!connection_) connection_ = store_.connect(error);
   }
   ~Lease() {
-    // A connection whose session broke is dropped; the next lease opens anew.
-    if (!connection_ || !connection_->is_open()) return;
-    std::lock_guard<std::mutex> lock(store_.pool_mutex_);
-    store_.idle_.push_back(std::move(connection_));
+    {
+      std::lock_guard<std::mutex> lock(store_.pool_mutex_);
+      --store_.leased_;
+      // A connection whose session broke is dropped; the next lease opens anew.
+      if (connection_ && connection_->is_open()) store_.idle_.push_back(std::move(connection_));
+    }
+    store_.pool_freed_.notify_one();
   }
   Lease(Lease const&) = delete;
   Lease& operator=(Lease const&) = delete;
 
   explicit operator bool() const { return connection_ != nullptr; }
+  // Drops the connection held for a new one.
+  bool renew(std::string& error) {
+    connection_ = store_.connect(error);
+    return connection_ != nullptr;
+  }
   Connection& operator*() const { return *connection_; }
   Connection* operator->() const { return connection_.get(); }
 
@@ -284,9 +336,10 @@ std::unique_ptr<Connection> Catalog_Store::connect(std::string& error) const {
   return c;
 }
 
-std::unique_ptr<Catalog_Store> Catalog_Store::open(std::string const& db, std::string& error) {
+std::unique_ptr<Catalog_Store> Catalog_Store::open(std::string const& db, std::string& error, int max_connections) {
   bool postgres = db.rfind("postgresql://", 0) == 0 || db.rfind("postgres://", 0) == 0;
   std::unique_ptr<Catalog_Store> store(new Catalog_Store(db, postgres));
+  store->max_connections_ = max_connections;
   std::unique_ptr<Connection> c = store->connect(error);
   if (!c) return nullptr;
   if (!Catalog_Schema::create(*c)) {
@@ -307,7 +360,25 @@ bool Catalog_Store::write(Binding_Value const& set, Catalog_Error& error, Body b
   std::string why;
   Lease c(*this, why);
   if (!c) return error.set(Catalog_Error::STORAGE_FAILED, why);
-  if (!c->begin()) return error.set(Catalog_Error::STORAGE_FAILED, c->last_error());
+  if (!c->begin()) {
+    // A pooled session the database has ended (a restart, a terminated
+    // backend) fails here, before anything was done: once more on a new one.
+    if (!c.renew(why)) return error.set(Catalog_Error::STORAGE_FAILED, why);
+    if (!c->begin()) return error.set(Catalog_Error::STORAGE_FAILED, c->last_error());
+  }
+  if (postgres_) {
+    // Other servers over the same catalogue write too: writers of one set
+    // take turns across all of them, so two first commits of a uuid do not
+    // race to insert it.
+    SQL turn("SELECT pg_advisory_xact_lock(:key)");
+    turn.bind(":key", Binding_Value(set_lock_key(set.bytes())));
+    Value ignored;
+    if (!c->query_value(turn, ignored)) {
+      std::string failure = c->last_error();
+      c->rollback();
+      return error.set(Catalog_Error::STORAGE_FAILED, failure);
+    }
+  }
   if (!body(*c)) {
     std::string failure = c->last_error();
     c->rollback();
@@ -345,14 +416,19 @@ bool Catalog_Store::initialize(Set_Document const& doc, Catalog_Error& error) {
     } else if (!update_set(c, key, o, nullptr, &doc.application())) {
       return false;
     }
-    if (!replace_member_row(c, key, doc.kind(), doc.application())) return false;
+    if (!touch(c, key) || !replace_member_row(c, key, doc.kind(), doc.application())) return false;
     if (has_storages(o) && !replace_storages(c, key, storages_of(o))) return false;
-    return !pieces || Piece_Loader::append(c, key, pieces->get_array());
+    if (!pieces) return true;
+    bool fresh = true;
+    if (!record_batch(c, key, kInitializeBatch, pieces->get_array().size(), fresh)) return false;
+    return !fresh || Piece_Loader::append(c, key, pieces->get_array());
   });
 }
 
-bool Catalog_Store::add_pieces(std::string const& uuid, Value const& pieces, Catalog_Error& error) {
+bool Catalog_Store::add_pieces(std::string const& uuid, Value const& pieces, std::string const& batch,
+                               bool& duplicate, Catalog_Error& error) {
   std::string why;
+  duplicate = false;
   if (!Set_Document_Validator::is_uuid(uuid)) return invalid(error, "uuid: not a UUID");
   if (!Set_Document_Validator::validate_pieces(pieces, "pieces", why)) return invalid(error, why);
   Binding_Value key = uuid_binding(uuid);
@@ -360,8 +436,14 @@ bool Catalog_Store::add_pieces(std::string const& uuid, Value const& pieces, Cat
     std::string status;
     if (!status_of(c, key, status)) return false;
     if (status.empty()) return error.set(Catalog_Error::NOT_FOUND, "uuid: no staged set " + uuid);
+    bool fresh = true;
+    if (!batch.empty() && !record_batch(c, key, batch, pieces.get_array().size(), fresh)) return false;
+    if (!fresh) {
+      duplicate = true;
+      return true;
+    }
     if (status != kStaged) return error.set(Catalog_Error::CONFLICT, "uuid: set " + uuid + " is not staged");
-    return Piece_Loader::append(c, key, pieces.get_array());
+    return touch(c, key) && Piece_Loader::append(c, key, pieces.get_array());
   });
 }
 
@@ -483,6 +565,62 @@ bool Catalog_Store::exists(std::string const& uuid, bool& found, Catalog_Error& 
   Value v;
   if (!c->query_value(sql, v)) return error.set(Catalog_Error::STORAGE_FAILED, c->last_error());
   found = !v.is_null();
+  return true;
+}
+
+bool Catalog_Store::expire_staged(long long max_age, long long now, std::vector<std::string>& aborted,
+                                  Catalog_Error& error) {
+  Binding_Value cutoff(now - max_age);
+  Array rows;
+  {
+    std::string why;
+    Lease c(*this, why);
+    if (!c) return error.set(Catalog_Error::STORAGE_FAILED, why);
+    SQL sql("SELECT uuid FROM backup_set WHERE status='staged' AND touched_time <= :cutoff");
+    sql.bind(":cutoff", cutoff);
+    static Key2_Value_T<int> const uuids[] = {{"uuid", database::sql::Query_Result_Handler::VT_UUID}, {nullptr, 0}};
+    database::sql::Query_Result_Handler handler(nullptr, uuids, -1, -1);
+    if (!c->query_rows(sql, rows, &handler)) return error.set(Catalog_Error::STORAGE_FAILED, c->last_error());
+  }
+  for (Value const& row : rows) {
+    Value const& u = row.get_obj().at("uuid");
+    if (u.type() != json_spirit::str_type) continue;
+    Binding_Value key = uuid_binding(u.get_str());
+    bool gone = false;
+    // Looked at again under the set's lock: its agent (on this server or
+    // another) may have written to it since.
+    bool ok = write(key, error, [&](Connection& c) {
+      std::string lock;
+      if (!status_of(c, key, lock)) return false;
+      SQL again("DELETE FROM backup_set WHERE uuid=:uuid AND status='staged' AND touched_time <= :cutoff");
+      again.bind(":uuid", key).bind(":cutoff", cutoff);
+      long long changed = 0;
+      if (!c.execute(again, &changed)) return false;
+      gone = changed > 0;
+      return true;
+    });
+    if (!ok) return false;
+    if (gone) aborted.push_back(u.get_str());
+  }
+  return true;
+}
+
+bool Catalog_Store::staged_sets(long long& count, long long& oldest_touch, Catalog_Error& error) {
+  std::string why;
+  Lease c(*this, why);
+  if (!c) return error.set(Catalog_Error::STORAGE_FAILED, why);
+  Array rows;
+  SQL sql("SELECT COUNT(*) AS n, MIN(touched_time) AS oldest FROM backup_set WHERE status='staged'");
+  if (!c->query_rows(sql, rows, nullptr) || rows.empty())
+    return error.set(Catalog_Error::STORAGE_FAILED, c->last_error());
+  auto number = [](Value const& v) -> long long {
+    if (v.type() == json_spirit::int_type) return v.get_int64();
+    if (v.type() == json_spirit::str_type) return std::atoll(v.get_str().c_str());
+    return 0;
+  };
+  Object const& r = rows[0].get_obj();
+  count = number(r.at("n"));
+  oldest_touch = number(r.at("oldest"));
   return true;
 }
 

@@ -2,6 +2,7 @@
 #define SERVER_CATALOG_STORE_H
 
 #include <array>
+#include <condition_variable>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -33,7 +34,9 @@ class Catalog_Store {
   // Opens the catalogue named by `db` (an SQLite file path, or a
   // postgresql:// URI) and creates its tables when they are missing. Null,
   // with `error` set, when that fails.
-  static std::unique_ptr<Catalog_Store> open(std::string const& db, std::string& error);
+  // At most `max_connections` database connections are open at once
+  // (0: one per concurrent request); further requests wait for one.
+  static std::unique_ptr<Catalog_Store> open(std::string const& db, std::string& error, int max_connections = 0);
   ~Catalog_Store();
   Catalog_Store(Catalog_Store const&) = delete;
   Catalog_Store& operator=(Catalog_Store const&) = delete;
@@ -52,8 +55,16 @@ class Catalog_Store {
   // conflict.
   bool initialize(Set_Document const& doc, Catalog_Error& error);
   bool initialize(json_spirit::Value const& doc, Catalog_Error& error) { return initialize(Set_Document(doc), error); }
-  // Appends pieces to a staged set.
-  bool add_pieces(std::string const& uuid, json_spirit::Value const& pieces, Catalog_Error& error);
+  // Appends pieces to a staged set. A batch with a `batch` key (non-empty)
+  // is stored once: when the set has taken a batch of that key already (a
+  // retry whose first answer was lost), nothing is stored, `duplicate` is
+  // set and the call succeeds, even if the set was completed since.
+  bool add_pieces(std::string const& uuid, json_spirit::Value const& pieces, std::string const& batch,
+                  bool& duplicate, Catalog_Error& error);
+  bool add_pieces(std::string const& uuid, json_spirit::Value const& pieces, Catalog_Error& error) {
+    bool duplicate = false;
+    return add_pieces(uuid, pieces, std::string(), duplicate, error);
+  }
   // Takes the set's members from the document, replaces its storages when
   // the document has any, appends the document's pieces, and makes the set
   // visible. Completing a set that is complete already (a retry) updates its
@@ -82,6 +93,15 @@ class Catalog_Store {
   // Whether a complete set of this uuid is stored.
   bool exists(std::string const& uuid, bool& found, Catalog_Error& error);
 
+  // Aborts the staged sets not written to for `max_age` seconds or more
+  // before `now` (seconds since the epoch); `aborted` gets their uuids.
+  // Safe beside other servers on the same catalogue: each set is checked
+  // again under its lock before it goes.
+  bool expire_staged(long long max_age, long long now, std::vector<std::string>& aborted, Catalog_Error& error);
+  // How many staged sets there are, and the oldest one's last write
+  // (seconds since the epoch; 0 when there are none).
+  bool staged_sets(long long& count, long long& oldest_touch, Catalog_Error& error);
+
   bool postgres() const { return postgres_; }
 
  private:
@@ -99,7 +119,10 @@ class Catalog_Store {
   std::string db_;
   bool postgres_;
   std::mutex pool_mutex_;
+  std::condition_variable pool_freed_;
   std::vector<std::unique_ptr<database::sql::Connection>> idle_;
+  int max_connections_ = 0;
+  int leased_ = 0;
   std::mutex write_mutex_;
   std::array<std::mutex, 64> set_locks_;
 };

@@ -40,6 +40,26 @@ bool text_param(Value const& params, char const* key, std::string& out, Catalog_
   return true;
 }
 
+// The key a batch of pieces is stored once under: its own "batch" member (a
+// non-empty string or a whole number), else the key of the request.
+bool batch_param(Value const& params, std::string const& request_key, std::string& batch, Catalog_Error& error) {
+  Value const* v = member(params, "batch");
+  if (!v) {
+    batch = request_key;
+  } else if (v->type() == json_spirit::str_type && !v->get_str().empty()) {
+    batch = v->get_str();
+  } else if (v->type() == json_spirit::int_type && (v->is_uint64() || v->get_int64() >= 0)) {
+    batch = v->is_uint64() ? std::to_string(v->get_uint64()) : std::to_string(v->get_int64());
+  } else {
+    return error.set(Catalog_Error::INVALID_PARAMS, "batch: not a non-empty string or a whole number");
+  }
+  if (batch.size() > Json_Rpc_Dispatcher::LONGEST_KEY)
+    return error.set(Catalog_Error::INVALID_PARAMS,
+                     (v ? "batch" : "Idempotency-Key") + std::string(": longer than ") +
+                         std::to_string(Json_Rpc_Dispatcher::LONGEST_KEY) + " bytes");
+  return true;
+}
+
 Value true_result() {
   Object o;
   o["result"] = true;
@@ -68,7 +88,7 @@ void Json_Rpc_Dispatcher::log_refusal(std::string const& what, Catalog_Error con
     ACE_DEBUG((LM_INFO, "%s refused (%d): %s.\n", what.c_str(), static_cast<int>(error.code), error.message.c_str()));
 }
 
-std::string Json_Rpc_Dispatcher::handle(std::string const& body) const {
+std::string Json_Rpc_Dispatcher::handle(std::string const& body, std::string const& request_key) const {
   Value request;
   std::string parse_error;
   std::vector<JSON_Repeated_Key> repeats;
@@ -84,17 +104,23 @@ std::string Json_Rpc_Dispatcher::handle(std::string const& body) const {
     Array answers;
     for (size_t i = 0; i < calls.size(); ++i) {
       Value answer;
-      if (handle_one(calls[i], answer, repeats, {std::to_string(i)})) answers.push_back(std::move(answer));
+      std::string key = request_key.empty() ? request_key : request_key + "#" + std::to_string(i);
+      if (handle_one(calls[i], answer, repeats, {std::to_string(i)}, key)) answers.push_back(std::move(answer));
     }
     return answers.empty() ? std::string() : JSON_Dump(Value(std::move(answers)));
   }
   Value answer;
-  if (!handle_one(request, answer, repeats, {})) return std::string();
-  return JSON_Dump(answer);
+  if (!handle_one(request, answer, repeats, {}, request_key)) return std::string();
+  std::string text = JSON_Dump(answer);
+  if (text.empty())
+    text = JSON_Dump(error_answer(
+        Catalog_Error(Catalog_Error::STORAGE_FAILED, "the answer cannot be written as JSON"),
+        answer.get_obj().count("id") ? answer.get_obj().at("id") : Value()));
+  return text;
 }
 
 bool Json_Rpc_Dispatcher::handle_one(Value const& request, Value& answer, std::vector<JSON_Repeated_Key> const& repeats,
-                                     std::vector<std::string> path) const {
+                                     std::vector<std::string> path, std::string const& request_key) const {
   auto invalid = [&answer](std::string const& why, Value const& id) {
     answer = error_answer(Catalog_Error(Catalog_Error::INVALID_REQUEST, "Invalid Request: " + why), id);
     return true;
@@ -132,7 +158,8 @@ bool Json_Rpc_Dispatcher::handle_one(Value const& request, Value& answer, std::v
   Value result;
   Catalog_Error error;
   path.push_back("params");
-  bool ok = call(method, params ? *params : Value(), result, error, Set_Document::later_values(repeats, path));
+  bool ok = call(method, params ? *params : Value(), result, error, Set_Document::later_values(repeats, path),
+                 request_key);
   if (!ok) log_refusal(method, error);
   if (notification) return false;
   if (!ok) {
@@ -148,7 +175,7 @@ bool Json_Rpc_Dispatcher::handle_one(Value const& request, Value& answer, std::v
 }
 
 bool Json_Rpc_Dispatcher::call(std::string const& method, Value const& params, Value& result, Catalog_Error& error,
-                               Set_Document::Later_Values const& later) const {
+                               Set_Document::Later_Values const& later, std::string const& request_key) const {
   static char const prefix[] = "backup_set.";
   if (method.rfind(prefix, 0) != 0) return error.set(Catalog_Error::METHOD_NOT_FOUND, "Method not found: " + method);
   std::string const name = method.substr(sizeof prefix - 1);
@@ -159,6 +186,11 @@ bool Json_Rpc_Dispatcher::call(std::string const& method, Value const& params, V
     if (params.is_null()) return error.set(Catalog_Error::INVALID_PARAMS, "params: missing");
     return error.set(Catalog_Error::INVALID_PARAMS, "params: not an object");
   }
+
+  bool too_deep = false;
+  std::string why;
+  if (!Set_Document_Validator::validate_tree(params, "", too_deep, why))
+    return error.set(too_deep ? Catalog_Error::PARSE_ERROR : Catalog_Error::INVALID_PARAMS, why);
 
   if (name == "commit") return commit(Set_Document(params, later), result, error);
   if (name == "initialize" || name == "complete") {
@@ -179,8 +211,12 @@ bool Json_Rpc_Dispatcher::call(std::string const& method, Value const& params, V
     if (!uuid_param(params, uuid, error)) return false;
     Value const* pieces = member(params, "pieces");
     if (!pieces) return error.set(Catalog_Error::INVALID_PARAMS, "pieces: missing");
-    if (!store_.add_pieces(uuid, *pieces, error)) return false;
+    std::string batch;
+    if (!batch_param(params, request_key, batch, error)) return false;
+    bool duplicate = false;
+    if (!store_.add_pieces(uuid, *pieces, batch, duplicate, error)) return false;
     result = true_result();
+    if (duplicate) result.get_obj()["duplicate"] = true;
     return true;
   }
   if (name == "abort") {

@@ -1,5 +1,6 @@
 #include "server/piece_loader.h"
 
+#include <limits>
 #include <map>
 #include <memory>
 #include <string>
@@ -35,7 +36,9 @@ void count_dirs(Dir_Totals& dirs, std::string const& path, long long size) {
   for (std::string& d : Piece_Path::ancestors(path)) {
     auto& t = dirs[std::move(d)];
     t.first += 1;
-    t.second += size;
+    // Sizes are each within 64 bits, their sum need not be: a directory's
+    // total stops at the largest the column holds.
+    if (__builtin_add_overflow(t.second, size, &t.second)) t.second = std::numeric_limits<long long>::max();
   }
 }
 
@@ -169,7 +172,8 @@ bool add_dirs(Connection& c, Binding_Value const& set, Dir_Totals const& dirs) {
     }
     text +=
         " ON CONFLICT(set_uuid,path) DO UPDATE SET pieces=backup_piece_dir.pieces+excluded.pieces,"
-        "size=backup_piece_dir.size+excluded.size";
+        "size=CASE WHEN backup_piece_dir.size > 9223372036854775807-excluded.size THEN 9223372036854775807 "
+        "ELSE backup_piece_dir.size+excluded.size END";
     sql.set_text(text);
     if (!c.execute(sql)) return false;
   }

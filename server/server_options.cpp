@@ -24,7 +24,15 @@ int Server_Options::parse(int argc, char const* const* argv, Server_Options& out
   auto* key = app.add_option("--tls-key", o.tls_key, "PEM private key of --tls-cert")->check(CLI::ExistingFile);
   cert->needs(key);
   key->needs(cert);
-  app.add_option("--threads", o.threads, "HTTP worker threads")->check(CLI::Range(1, 1024));
+  app.add_option("--threads", o.threads, "HTTP worker threads (one per open connection)")
+      ->check(CLI::Range(1, 4096));
+  app.add_option("--db-connections", o.db_connections, "database connections open at once (0: one per request)")
+      ->check(CLI::Range(0, 1024));
+  app.add_option("--max-body", o.max_body, "largest request body taken, in bytes")
+      ->check(CLI::Range(1024LL, 1LL << 32));
+  app.add_option("--staged-expiry", o.staged_expiry,
+                 "seconds after its last write that a staged set is aborted (0: never)")
+      ->check(CLI::Range(0LL, 10LL * 365 * 86400));
   app.add_flag("--queue-commits", o.queue_commits,
                "answer commits as queued at once and store them shortly after");
   app.add_option("--queue-delay-ms", o.queue_delay_ms, "delay before a queued commit is stored")

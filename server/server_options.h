@@ -12,12 +12,21 @@ struct Server_Options {
   std::string token;              // empty: no bearer token required
   std::string tls_cert;
   std::string tls_key;
-  int threads = 8;
+  // One thread serves one connection at a time, a kept-alive one until it
+  // idles out: enough for every agent of a large site to hold one open.
+  int threads = 128;
+  // Database connections open at once; requests beyond wait for one.
+  int db_connections = 16;
+  // Largest request body taken (bytes): room for a staged batch of 100,000
+  // pieces with long paths.
+  long long max_body = 64LL << 20;
+  // Staged sets not written to for this many seconds are aborted (0: never).
+  long long staged_expiry = 86400;
   bool queue_commits = false;
   int queue_delay_ms = 300;
-  // Seconds an idle kept-alive connection is held. Stopping waits for idle
-  // connections to reach it, so it is kept short; back-to-back requests of
-  // an agent reuse their connection well within it.
+  // Seconds an idle kept-alive connection is held (also the wait for the
+  // first request of a new connection). catalogd's own stop does not wait
+  // for idle connections; an in-process stop() does.
   int keep_alive_timeout = 5;
   int keep_alive_max = 100000;   // requests served on one connection
 

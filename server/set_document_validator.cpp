@@ -1,10 +1,13 @@
 #include "server/set_document_validator.h"
 
+#include <strings.h>
+
 #include <cctype>
 #include <climits>
 
 #include "backup/backup_set/common/backup_set_kind.h"
 #include "backup/backup_set/common/backup_set_state.h"
+#include "platform/json/utf8_text.h"
 #include "platform/text/string_checker.h"
 #include "platform/time/iso8601.h"
 
@@ -50,6 +53,11 @@ bool check_text(Value const& v, std::string const& name, std::string& error) {
 }
 
 // An empty UUID member means "unset" (records write "" for unset strings).
+// UUIDs are taken in either case.
+bool same_uuid(std::string const& a, std::string const& b) {
+  return a.size() == b.size() && strncasecmp(a.c_str(), b.c_str(), a.size()) == 0;
+}
+
 bool check_uuid(Value const& v, std::string const& name, bool allow_empty, std::string& error) {
   if (!check_text(v, name, error)) return false;
   std::string const& s = v.get_str();
@@ -170,6 +178,8 @@ bool Set_Document_Validator::validate_pieces(Value const& pieces, std::string co
     auto it = o.find("path");
     if (it == o.end()) return fail(error, item + ".path", "missing");
     if (!check_text(it->second, item + ".path", error)) return false;
+    if (it->second.get_str().size() > LONGEST_PATH)
+      return fail(error, item + ".path", "longer than " + std::to_string(LONGEST_PATH) + " bytes");
     it = o.find("size");
     if (it == o.end()) return fail(error, item + ".size", "missing");
     if (!check_integer(it->second, item + ".size", error)) return false;
@@ -179,6 +189,48 @@ bool Set_Document_Validator::validate_pieces(Value const& pieces, std::string co
     if (it != o.end() && !check_object(it->second, item + ".extended_attrs", error)) return false;
   }
   return true;
+}
+
+namespace {
+
+bool text_ok(std::string const& text, std::string const& name, char const* what, std::string& error) {
+  if (text.find('\0') != std::string::npos) return fail(error, name, std::string(what) + " holds a NUL character");
+  if (!UTF8_Text::well_formed(text)) return fail(error, name, std::string(what) + " is not well-formed UTF-8");
+  return true;
+}
+
+bool tree_ok(Value const& v, std::string const& name, int depth, bool& too_deep, std::string& error) {
+  switch (v.type()) {
+    case json_spirit::str_type: return text_ok(v.get_str(), name, "the text", error);
+    case json_spirit::obj_type:
+    case json_spirit::array_type:
+      if (depth >= Set_Document_Validator::DEEPEST) {
+        too_deep = true;
+        error = "Parse error: nested deeper than " + std::to_string(Set_Document_Validator::DEEPEST) + " levels";
+        return false;
+      }
+      if (v.type() == json_spirit::array_type) {
+        Array const& a = v.get_array();
+        for (size_t i = 0; i < a.size(); ++i)
+          if (!tree_ok(a[i], name + "[" + std::to_string(i) + "]", depth + 1, too_deep, error)) return false;
+        return true;
+      }
+      for (auto const& member : v.get_obj()) {
+        if (!text_ok(member.first, name.empty() ? "document" : name, "a key", error)) return false;
+        std::string inner = name.empty() ? member.first : name + "." + member.first;
+        if (!tree_ok(member.second, inner, depth + 1, too_deep, error)) return false;
+      }
+      return true;
+    default: return true;
+  }
+}
+
+}  // namespace
+
+bool Set_Document_Validator::validate_tree(Value const& value, std::string const& name, bool& too_deep,
+                                           std::string& error) {
+  too_deep = false;
+  return tree_ok(value, name, 0, too_deep, error);
 }
 
 bool Set_Document_Validator::validate_set(Value const& doc, bool require_uuid, std::string& error) {
@@ -201,7 +253,11 @@ bool Set_Document_Validator::validate_set(Value const& doc, bool require_uuid, s
     if (it == o.end()) continue;
     bool ok = true;
     switch (m.kind) {
-      case TEXT: ok = check_text(it->second, m.key, error); break;
+      case TEXT:
+        ok = check_text(it->second, m.key, error);
+        if (ok && it->second.get_str().size() > LONGEST_TEXT)
+          ok = fail(error, m.key, "longer than " + std::to_string(LONGEST_TEXT) + " bytes");
+        break;
       case UUID: ok = check_uuid(it->second, m.key, true, error); break;
       case TIME: ok = check_time(it->second, m.key, error); break;
       case INTEGER: ok = check_integer(it->second, m.key, error); break;
@@ -227,6 +283,12 @@ bool Set_Document_Validator::validate_set(Value const& doc, bool require_uuid, s
     Array const& a = many->second.get_array();
     for (size_t i = 0; i < a.size(); ++i)
       if (!validate_storage(a[i], "storages[" + std::to_string(i) + "]", error)) return false;
+    // A set has one copy per pool; a second would replace the first.
+    for (size_t i = 1; i < a.size(); ++i)
+      for (size_t j = 0; j < i; ++j)
+        if (same_uuid(a[i].get_obj().at("pool_uuid").get_str(), a[j].get_obj().at("pool_uuid").get_str()))
+          return fail(error, "storages[" + std::to_string(i) + "].pool_uuid",
+                      "names the pool of storages[" + std::to_string(j) + "] again");
   }
   it = o.find("pieces");
   if (it != o.end() && !validate_pieces(it->second, "pieces", error)) return false;

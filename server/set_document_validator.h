@@ -41,6 +41,18 @@ class Set_Document_Validator {
   // One storage object; errors are named "<name>.<member>".
   static bool validate_storage(json_spirit::Value const& storage, std::string const& name, std::string& error);
 
+  // Every string and key of a request, at any depth: text both engines
+  // store as it came (well-formed UTF-8 without NUL characters), nested no
+  // deeper than DEEPEST levels, so that any answer carrying it is still
+  // JSON. `too_deep` tells the two refusals apart.
+  static bool validate_tree(json_spirit::Value const& value, std::string const& name, bool& too_deep,
+                            std::string& error);
+  static int const DEEPEST = 120;
+  // The longest piece path and common text member taken, in bytes: the
+  // catalogue indexes them.
+  static size_t const LONGEST_PATH = 4096;
+  static size_t const LONGEST_TEXT = 2048;
+
   // The canonical 8-4-4-4-12 hexadecimal form.
   static bool is_uuid(std::string const& text);
 

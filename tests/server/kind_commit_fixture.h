@@ -75,6 +75,10 @@ inline std::string long_text(char const* tag) {
 // The common part every set of these tests carries: every member given,
 // two storage copies and two pieces.
 inline void fill_common(Backup_Set& s, std::string const& uuid) {
+  // Filled again for each case of a reused record: copies and pieces are
+  // replaced, not added to (a set has one copy per pool).
+  s.storages.clear();
+  s.pieces.clear();
   s.uuid = uuid;
   s.name = "kind set " + uuid.substr(uuid.size() - 4);
   s.definition_uuid = "12121212-0000-0000-0000-000000000001";

@@ -150,3 +150,57 @@ TEST(SetDocumentValidator, NamesTheBadPieceByItsPlace) {
 TEST(SetDocumentValidator, RefusesANonObjectDocument) {
   EXPECT_EQ("document: not an object but an array", error_of(parse("[]")));
 }
+
+TEST(SetDocumentValidator, RefusesASecondCopyInTheSamePool) {
+  Value doc = parse(kValid);
+  auto& storages = doc.get_obj()["storages"].get_array();
+  storages[1].get_obj()["pool_uuid"] = "AAAAAAAA-0000-0000-0000-000000000001";
+  EXPECT_EQ("storages[1].pool_uuid: names the pool of storages[0] again", error_of(doc));
+}
+
+TEST(SetDocumentValidator, RefusesPathsAndTextsLongerThanTheCatalogueIndexes) {
+  Value doc = parse(kValid);
+  doc.get_obj()["pieces"].get_array()[1].get_obj()["path"] = "/" + std::string(4095, 'p');
+  EXPECT_EQ("(accepted)", error_of(doc));
+  doc.get_obj()["pieces"].get_array()[1].get_obj()["path"] = "/" + std::string(4096, 'p');
+  EXPECT_EQ("pieces[1].path: longer than 4096 bytes", error_of(doc));
+  EXPECT_EQ("(accepted)", error_of(with("name", "\"" + std::string(2048, 'n') + "\"")));
+  EXPECT_EQ("name: longer than 2048 bytes", error_of(with("name", "\"" + std::string(2049, 'n') + "\"")));
+}
+
+TEST(SetDocumentValidator, TreesMustHoldWellFormedTextWithoutNulAndStayShallow) {
+  bool deep = false;
+  std::string error;
+  Value doc = parse(kValid);
+  EXPECT_TRUE(Set_Document_Validator::validate_tree(doc, "", deep, error)) << error;
+
+  doc.get_obj()["pieces"].get_array()[0].get_obj()["path"] = std::string("/a\0b", 4);
+  EXPECT_FALSE(Set_Document_Validator::validate_tree(doc, "", deep, error));
+  EXPECT_FALSE(deep);
+  EXPECT_EQ("pieces[0].path: the text holds a NUL character", error);
+
+  doc = parse(kValid);
+  doc.get_obj()["extended_attrs"].get_obj()["k"] = "\xed\xa0\x80";
+  EXPECT_FALSE(Set_Document_Validator::validate_tree(doc, "", deep, error));
+  EXPECT_EQ("extended_attrs.k: the text is not well-formed UTF-8", error);
+
+  doc = parse(kValid);
+  doc.get_obj()["extended_attrs"].get_obj()["\xc0\xaf"] = 1;
+  EXPECT_FALSE(Set_Document_Validator::validate_tree(doc, "", deep, error));
+  EXPECT_EQ("extended_attrs: a key is not well-formed UTF-8", error);
+
+  // Levels are counted from the document itself: 120 containers deep is
+  // taken, 121 is not.
+  Value nested = Value(json_spirit::Array());
+  for (int i = 1; i < Set_Document_Validator::DEEPEST; ++i) {
+    json_spirit::Array a;
+    a.push_back(nested);
+    nested = Value(a);
+  }
+  EXPECT_TRUE(Set_Document_Validator::validate_tree(nested, "", deep, error)) << error;
+  json_spirit::Array one_more;
+  one_more.push_back(nested);
+  EXPECT_FALSE(Set_Document_Validator::validate_tree(Value(one_more), "", deep, error));
+  EXPECT_TRUE(deep);
+  EXPECT_EQ("Parse error: nested deeper than 120 levels", error);
+}
