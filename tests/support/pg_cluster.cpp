@@ -243,6 +243,19 @@ void PG_Cluster::stop() {
   dir_.clear();
 }
 
+bool PG_Cluster::restart(std::string& error) {
+  if (!running_) {
+    error = "the cluster is not running";
+    return false;
+  }
+  // pg_ctl takes the server's options from postmaster.opts, so the port and
+  // settings stay as started.
+  if (run("pg_ctl", {"restart", "-m", "fast", "-w", "-t", "60", "-D", data_, "-l", dir_ + "/server.log"}, error))
+    return true;
+  error += "\nserver log:\n" + tail_of(dir_ + "/server.log", 2000);
+  return false;
+}
+
 std::string PG_Cluster::conninfo() const { return conninfo_for(database_); }
 
 std::string PG_Cluster::conninfo_for(std::string const& database) const {

@@ -20,6 +20,10 @@ class PG_Cluster {
 
   bool start(std::string& error);
   void stop();
+  // Restarts the running server on the same port and data directory
+  // (pg_ctl restart, fast mode): every session is ended, the server shuts
+  // down cleanly and comes back; returns once it accepts connections.
+  bool restart(std::string& error);
   bool running() const { return running_; }
 
   int port() const { return port_; }
