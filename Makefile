@@ -4,9 +4,9 @@ BUILD ?= build
 BUILD_TYPE ?= RelWithDebInfo
 JOBS ?= $(shell nproc)
 FUZZ_BUILD ?= build-fuzz
-FUZZ_SECONDS ?= 60
+FUZZ_SECONDS ?= 45
 
-.PHONY: all setup configure build demo test fuzz bench clean
+.PHONY: all setup configure build demo test fuzz bench reliability clean
 
 all: build
 
@@ -34,6 +34,11 @@ fuzz: setup
 bench: configure
 	@cmake --build $(BUILD) -j $(JOBS) --target benchmarks
 	@for b in $(BUILD)/bench/bench_*; do echo "== $$b"; $$b; done
+
+# Load, shutdown, scale-out, crash and fault checks at full length (about 15
+# minutes on two cores); docs/reliability.md keeps their figures.
+reliability: configure
+	@BUILD=$(BUILD) JOBS=$(JOBS) bash bench/reliability.sh
 
 clean:
 	@rm -rf $(BUILD) $(FUZZ_BUILD)
