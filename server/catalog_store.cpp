@@ -257,16 +257,15 @@ bool touch(Connection& c, Binding_Value const& uuid) {
 // Records a batch of pieces under its key; `fresh` is false when the set
 // has taken a batch of that key before.
 bool record_batch(Connection& c, Binding_Value const& uuid, std::string const& batch, size_t pieces, bool& fresh) {
-  SQL seen("SELECT 1 FROM backup_piece_batch WHERE set_uuid=:set_uuid AND batch=:batch");
-  seen.bind(":set_uuid", uuid).bind(":batch", Binding_Value(batch));
-  Value v;
-  if (!c.query_value(seen, v)) return false;
-  fresh = v.is_null();
-  if (!fresh) return true;
-  SQL add("INSERT INTO backup_piece_batch(set_uuid,batch,pieces) VALUES(:set_uuid,:batch,:pieces)");
+  SQL add(
+      "INSERT INTO backup_piece_batch(set_uuid,batch,pieces) VALUES(:set_uuid,:batch,:pieces) "
+      "ON CONFLICT(set_uuid,batch) DO NOTHING");
   add.bind(":set_uuid", uuid).bind(":batch", Binding_Value(batch)).bind(":pieces",
                                                                          Binding_Value(static_cast<long long>(pieces)));
-  return c.execute(add);
+  long long added = 0;
+  if (!c.execute(add, &added)) return false;
+  fresh = added > 0;
+  return true;
 }
 
 // The pieces an initialize brings are a batch of their own, under a key no
@@ -590,8 +589,6 @@ bool Catalog_Store::expire_staged(long long max_age, long long now, std::vector<
     // Looked at again under the set's lock: its agent (on this server or
     // another) may have written to it since.
     bool ok = write(key, error, [&](Connection& c) {
-      std::string lock;
-      if (!status_of(c, key, lock)) return false;
       SQL again("DELETE FROM backup_set WHERE uuid=:uuid AND status='staged' AND touched_time <= :cutoff");
       again.bind(":uuid", key).bind(":cutoff", cutoff);
       long long changed = 0;
