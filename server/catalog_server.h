@@ -38,6 +38,14 @@ class Catalog_Server {
   // connections, which a process about to exit need not wait for.
   void stop_taking();
 
+  // A whole catalogd in the foreground: starts, prints "listening on
+  // HOST:PORT", serves until SIGINT or SIGTERM, then stops taking requests,
+  // stores what is queued and ends the process with its exit status (1 when
+  // it could not start). `program` names it in messages. Call it before the
+  // process starts any thread of its own: the stop signals are blocked here
+  // and inherited by the server's threads.
+  [[noreturn]] static void run(Server_Options const& options, char const* program);
+
   // One pass of the staged-set expiry (also run on a timer while serving).
   // The number of sets aborted, or -1 when the catalogue failed.
   int expire_staged();

@@ -4,9 +4,13 @@
 #include <ostream>
 #include <string>
 
+namespace CLI {
+class App;
+}
+
 // Everything catalogd can be told on its command line.
 struct Server_Options {
-  std::string listen = "127.0.0.1";
+  std::string listen = "127.0.0.1";  // "HOST" or "HOST:PORT" on the command line
   int port = 8420;  // 0: let the system pick one and print it
   std::string db = "catalog.db";  // a file path (SQLite) or a postgresql:// URI
   std::string token;              // empty: no bearer token required
@@ -34,6 +38,12 @@ struct Server_Options {
   // otherwise the process's exit status (0 after --help, non-zero after a bad
   // option, whose message has then been written to `err`).
   static int parse(int argc, char const* const* argv, Server_Options& out, std::ostream& msg, std::ostream& err);
+  // Declares every option on `app`, writing into `o`; catalogd and
+  // `bsetctl serve` share them. After parsing, finish() must run.
+  static void add_options(CLI::App& app, Server_Options& o);
+  // Checks what CLI11 cannot and splits "--listen HOST:PORT". False, with
+  // `error` saying which option is wrong, when the options cannot run.
+  bool finish(std::string& error);
 
   bool postgres() const;
 };

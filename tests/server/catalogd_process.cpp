@@ -31,7 +31,8 @@ bool Catalogd_Process::start(std::vector<std::string> const& args, int wait_ms) 
     close(fd);
     stderr_path_ = path;
   }
-  std::vector<std::string> argv_text{program()};
+  std::vector<std::string> argv_text{program_.empty() ? program() : program_};
+  argv_text.insert(argv_text.end(), leading_.begin(), leading_.end());
   bool has_port = false;
   for (auto const& a : args) has_port = has_port || a == "--port";
   argv_text.insert(argv_text.end(), args.begin(), args.end());

@@ -4,6 +4,7 @@
 #include <sys/types.h>
 
 #include <string>
+#include <utility>
 #include <vector>
 
 // catalogd run as a child process: started with the given arguments (plus
@@ -12,6 +13,10 @@
 class Catalogd_Process {
  public:
   Catalogd_Process() = default;
+  // Another program that serves like catalogd (prints "listening on"), run
+  // with `leading` arguments before the given ones: `bsetctl serve`.
+  Catalogd_Process(std::string program, std::vector<std::string> leading)
+      : program_(std::move(program)), leading_(std::move(leading)) {}
   ~Catalogd_Process();
   Catalogd_Process(Catalogd_Process const&) = delete;
   Catalogd_Process& operator=(Catalogd_Process const&) = delete;
@@ -39,6 +44,8 @@ class Catalogd_Process {
  private:
   int wait_exit();
 
+  std::string program_;
+  std::vector<std::string> leading_;
   pid_t pid_ = -1;
   int port_ = -1;
   std::string stderr_path_;

@@ -84,3 +84,35 @@ TEST(ServerOptions, TlsNeedsBothAnExistingCertificateAndKey) {
   EXPECT_GT(p.status, 0);
   EXPECT_NE(std::string::npos, p.err.find("--tls-key")) << p.err;
 }
+
+TEST(ServerOptions, ListenTakesHostAndPortTogether) {
+  Parsed p = parse({"--listen", "127.0.0.3:9123"});
+  ASSERT_EQ(-1, p.status) << p.err;
+  EXPECT_EQ("127.0.0.3", p.options.listen);
+  EXPECT_EQ(9123, p.options.port);
+
+  p = parse({"--listen", "[::1]:0"});
+  ASSERT_EQ(-1, p.status) << p.err;
+  EXPECT_EQ("::1", p.options.listen);
+  EXPECT_EQ(0, p.options.port);
+}
+
+TEST(ServerOptions, ListenWithoutAPortKeepsThePortOption) {
+  Parsed p = parse({"--listen", "::1", "--port", "7001"});
+  ASSERT_EQ(-1, p.status) << p.err;
+  EXPECT_EQ("::1", p.options.listen);
+  EXPECT_EQ(7001, p.options.port);
+
+  p = parse({"--listen", "[::1]"});
+  ASSERT_EQ(-1, p.status) << p.err;
+  EXPECT_EQ("::1", p.options.listen);
+  EXPECT_EQ(8420, p.options.port);
+}
+
+TEST(ServerOptions, ListenWithABadPortOrNoHostIsRefusedByName) {
+  for (char const* bad : {"127.0.0.1:http", "127.0.0.1:70000", "127.0.0.1:", ":8080", "[::1", "[::1]8080"}) {
+    Parsed p = parse({"--listen", bad});
+    EXPECT_EQ(2, p.status) << bad;
+    EXPECT_NE(std::string::npos, p.err.find("--listen")) << bad << ": " << p.err;
+  }
+}
