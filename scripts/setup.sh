@@ -8,7 +8,7 @@ set -euo pipefail
 packages=(
   cmake ninja-build g++ pkg-config
   libace-dev libyajl-dev libsqlite3-dev libpq-dev postgresql
-  libcurl4-openssl-dev libcpp-httplib-dev libcli11-dev openssl libssl-dev
+  libcurl4-openssl-dev libcpp-httplib-dev libcli11-dev openssl libssl-dev curl
   googletest libgtest-dev libgmock-dev libbenchmark-dev
   clang libclang-rt-dev llvm
 )

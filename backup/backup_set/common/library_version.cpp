@@ -1,3 +1,8 @@
 #include "backup/backup_set/common/library_version.h"
 
-char const* backupset_version() { return "0.1.0"; }
+// The top CMakeLists.txt's project version is the only copy of the number.
+#ifndef BSET_VERSION
+#error "BSET_VERSION must be defined by the build"
+#endif
+
+char const* backupset_version() { return BSET_VERSION; }

@@ -1,0 +1,61 @@
+# Run by `cmake --install`: copies the public headers and every header of
+# the tree they include, transitively, keeping their paths relative to the
+# source root. Set by the caller: BSET_SOURCE_DIR, BSET_HEADER_ROOTS (paths
+# or globs relative to the source root), BSET_HEADER_PACKAGES (the first
+# directory of each third-party include allowed) and BSET_INCLUDE_DIR.
+# Directories of <...> includes that come with the C library and the kernel.
+set(system_dirs sys bits linux arpa netinet)
+
+set(pending "")
+foreach(root ${BSET_HEADER_ROOTS})
+  file(GLOB found RELATIVE ${BSET_SOURCE_DIR} ${BSET_SOURCE_DIR}/${root})
+  if(NOT found)
+    message(FATAL_ERROR "installing headers: nothing matches ${root}")
+  endif()
+  list(APPEND pending ${found})
+endforeach()
+
+set(headers "")
+while(pending)
+  list(POP_FRONT pending header)
+  list(FIND headers ${header} seen)
+  if(NOT seen EQUAL -1)
+    continue()
+  endif()
+  list(APPEND headers ${header})
+  get_filename_component(here ${header} DIRECTORY)
+  file(STRINGS ${BSET_SOURCE_DIR}/${header} lines REGEX "^[ \t]*#[ \t]*include[ \t]*[<\"]")
+  foreach(line IN LISTS lines)
+    if(line MATCHES "\"([^\"]+)\"")
+      set(name ${CMAKE_MATCH_1})
+      if(EXISTS ${BSET_SOURCE_DIR}/${name})
+        list(APPEND pending ${name})
+      elseif(EXISTS ${BSET_SOURCE_DIR}/${here}/${name})
+        file(RELATIVE_PATH name ${BSET_SOURCE_DIR} ${BSET_SOURCE_DIR}/${here}/${name})
+        list(APPEND pending ${name})
+      else()
+        message(FATAL_ERROR "installing headers: ${header} includes \"${name}\", which is not in the tree")
+      endif()
+    elseif(line MATCHES "<([^/>]+)/[^>]*>")
+      set(top ${CMAKE_MATCH_1})
+      list(FIND BSET_HEADER_PACKAGES ${top} package)
+      list(FIND system_dirs ${top} system)
+      if(package EQUAL -1 AND system EQUAL -1)
+        message(FATAL_ERROR "installing headers: ${header} includes <${top}/...>; the installed "
+          "package provides only ${BSET_HEADER_PACKAGES}: add the dependency to cmake/backupsetConfig.cmake.in "
+          "and cmake/backupset.pc.in, or keep the include out of public headers")
+      endif()
+    endif()
+  endforeach()
+endwhile()
+
+if(IS_ABSOLUTE ${BSET_INCLUDE_DIR})
+  set(destination ${BSET_INCLUDE_DIR})
+else()
+  set(destination ${CMAKE_INSTALL_PREFIX}/${BSET_INCLUDE_DIR})
+endif()
+list(SORT headers)
+foreach(header ${headers})
+  get_filename_component(dir ${header} DIRECTORY)
+  file(INSTALL ${BSET_SOURCE_DIR}/${header} DESTINATION ${destination}/${dir})
+endforeach()
