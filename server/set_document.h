@@ -5,10 +5,9 @@
 #include <utility>
 #include <vector>
 
+#include "backup/backup_set/common/backup_set_document.h"
 #include "platform/json/json_text.h"
 #include "platform/json/value.h"
-
-class Backup_Set_Kind;
 
 // A set document as catalogd stores it, in two parts: the common part (the
 // keys every set writes, stored in backup_set, backup_set_storage and
@@ -22,10 +21,11 @@ class Backup_Set_Kind;
 // `later`. A key the kind always writes and that appears only once is the
 // kind's (the common part left it out), unless its value is not of the
 // kind's type: then it is the common part's (a partial update of HANA's
-// common "extended_attrs" object).
+// common "extended_attrs" object). The rule is the library's
+// (Backup_Set_Document::split), which reads documents back the same way.
 class Set_Document {
  public:
-  typedef std::vector<std::pair<std::string, json_spirit::Value>> Later_Values;
+  typedef Backup_Set_Document::Later_Values Later_Values;
 
   Set_Document() = default;
   explicit Set_Document(json_spirit::Value doc, Later_Values const& later = Later_Values());

@@ -5,6 +5,7 @@
 #include "backup/backup_set/common/backup_set.h"
 #include "backup/backup_set/common/catalog_columns.h"
 #include "backup/backup_set/common/column_intake.h"
+#include "backup/backup_set/common/document_members.h"
 #include "platform/json/yajl_gen.h"
 #include "platform/time/iso8601.h"
 
@@ -127,6 +128,30 @@ bool Backup_Set_Kind::generate(Backup_Set const& set, YAJL_Gen& g) const {
     }
   }
   return true;
+}
+
+bool Backup_Set_Kind::read(Backup_Set& set, std::string const& key, json_spirit::Value const& v,
+                           std::string& error) const {
+  Kind_Field const* f = field(key.c_str());
+  if (!f) return Document_Members::fail(error, key, std::string("not a key of a ") + class_name_ + " document");
+  if (f->reader) return f->reader(set, v, key, error);
+  switch (f->type) {
+    case Kind_Field::TEXT: return Document_Members::read(v, key, set.*f->member.text, error);
+    case Kind_Field::U32:
+      if (f->flags & Kind_Field::AS_I32) return Document_Members::read_signed(v, key, set.*f->member.u32, error);
+      return Document_Members::read(v, key, set.*f->member.u32, error);
+    case Kind_Field::I32: return Document_Members::read(v, key, set.*f->member.i32, error);
+    case Kind_Field::I64: return Document_Members::read(v, key, set.*f->member.i64, error);
+    case Kind_Field::U64: return Document_Members::read(v, key, set.*f->member.u64, error);
+    case Kind_Field::BOOL: return Document_Members::read(v, key, set.*f->member.boolean, error);
+    case Kind_Field::TIME: return Document_Members::read_time(v, key, set.*f->member.i64, error);
+    case Kind_Field::ARRAY: return Document_Members::read(v, key, set.*f->member.array, error);
+    case Kind_Field::OBJECT: return Document_Members::read(v, key, set.*f->member.object, error);
+    case Kind_Field::CUSTOM: break;
+  }
+  // Every CUSTOM field is given a reader beside its writer.
+  return Document_Members::fail(error, key,
+                                std::string("cannot be read back: ") + class_name_ + " has no reader for it");
 }
 
 void Backup_Set_Kind::init_select_sql(Select_SQL& sql, char const* alias) const {

@@ -2,6 +2,7 @@
 #define BACKUP_BACKUP_SET_COMMON_BACKUP_SET_KIND_H
 
 #include <cstddef>
+#include <string>
 #include <vector>
 
 #include "backup/backup_set/common/kind_field.h"
@@ -72,6 +73,12 @@ class BSET_API Backup_Set_Kind {
 
   // Writes every field in table order, each by its rules. Always true.
   bool generate(Backup_Set const& set, YAJL_Gen& gen) const;
+
+  // Document reading, the inverse of generate: the value of one of the
+  // kind's keys into the record, by the field's reader when it has one,
+  // else by its type. False, with `error` naming the member at fault, when
+  // the key is none of the kind's or the value is not one its field writes.
+  bool read(Backup_Set& set, std::string const& key, json_spirit::Value const& value, std::string& error) const;
 
   // Widens the base statement by the kind's table, as its selection says.
   void init_select_sql(Select_SQL& sql, char const* alias) const;

@@ -1,6 +1,7 @@
 #include "backup/backup_set/common/backup_set_kinds.h"
 
 #include <cstring>
+#include <memory>
 #include <set>
 
 #include <yajl/yajl_gen.h>
@@ -44,23 +45,55 @@
 #include "backup/backup_set/common/windows_bmr_backup_set.h"
 #include "platform/json/json_text.h"
 
+namespace {
+
+template <typename Set>
+std::unique_ptr<Backup_Set> make() {
+  return std::unique_ptr<Backup_Set>(new Set());
+}
+
+// One row per kind: its table and the record it describes, so that the
+// list of kinds and the records made for them cannot drift apart.
+struct Entry {
+  Backup_Set_Kind const& (*kind)();
+  std::unique_ptr<Backup_Set> (*make)();
+};
+
+#define BSET_KIND(Set) \
+  { &Set::kind, &make<Set> }
+
+Entry const ENTRIES[] = {
+    BSET_KIND(DMDB_Backup_Set),          BSET_KIND(DMDB_Log_Backup_Set),      BSET_KIND(DMDB_Logical_Backup_Set),
+    BSET_KIND(MySQL_Backup_Set),         BSET_KIND(MSSQL_Backup_Set),         BSET_KIND(HANA_Backup_Set),
+    BSET_KIND(DB2_Backup_Set),           BSET_KIND(GaussDB_Backup_Set),       BSET_KIND(CacheDB_Backup_Set),
+    BSET_KIND(File_Backup_Set),          BSET_KIND(Informix_Backup_Set),      BSET_KIND(Sybase_Backup_Set),
+    BSET_KIND(SharePoint_Backup_Set),    BSET_KIND(Exchange_Backup_Set),      BSET_KIND(Oracle_Backup_Set),
+    BSET_KIND(Oracle_Arch_Backup_Set),   BSET_KIND(Oracle_Exp_Backup_Set),    BSET_KIND(Postgres_Backup_Set),
+    BSET_KIND(MongoDB_Backup_Set),       BSET_KIND(NDMP_Backup_Set),          BSET_KIND(Domino_Backup_Set),
+    BSET_KIND(Kingbase_Backup_Set),      BSET_KIND(Oscar_Backup_Set),         BSET_KIND(Oscar_Brcmd_Backup_Set),
+    BSET_KIND(Hive_Backup_Set),          BSET_KIND(OceanBase_Backup_Set),     BSET_KIND(VMware_Backup_Set),
+    BSET_KIND(Hyper_V_Backup_Set),       BSET_KIND(Windows_BMR_Backup_Set),   BSET_KIND(OpenStack_Backup_Set),
+    BSET_KIND(FusionCompute_Backup_Set), BSET_KIND(FusionCloud_Backup_Set),   BSET_KIND(ICS_Backup_Set),
+    BSET_KIND(H3C_CAS_Backup_Set),       BSET_KIND(CloudOS_Backup_Set),       BSET_KIND(K8S_Backup_Set),
+};
+
+#undef BSET_KIND
+
+}  // namespace
+
 std::vector<Backup_Set_Kind const*> const& Backup_Set_Kinds::all() {
-  static std::vector<Backup_Set_Kind const*> const kinds = {
-      &DMDB_Backup_Set::kind(),    &DMDB_Log_Backup_Set::kind(), &DMDB_Logical_Backup_Set::kind(),
-      &MySQL_Backup_Set::kind(),   &MSSQL_Backup_Set::kind(),    &HANA_Backup_Set::kind(),
-      &DB2_Backup_Set::kind(),     &GaussDB_Backup_Set::kind(),  &CacheDB_Backup_Set::kind(),
-      &File_Backup_Set::kind(),    &Informix_Backup_Set::kind(), &Sybase_Backup_Set::kind(),
-      &SharePoint_Backup_Set::kind(), &Exchange_Backup_Set::kind(),
-      &Oracle_Backup_Set::kind(),  &Oracle_Arch_Backup_Set::kind(), &Oracle_Exp_Backup_Set::kind(),
-      &Postgres_Backup_Set::kind(), &MongoDB_Backup_Set::kind(),  &NDMP_Backup_Set::kind(),
-      &Domino_Backup_Set::kind(),  &Kingbase_Backup_Set::kind(),  &Oscar_Backup_Set::kind(),
-      &Oscar_Brcmd_Backup_Set::kind(), &Hive_Backup_Set::kind(),  &OceanBase_Backup_Set::kind(),
-      &VMware_Backup_Set::kind(),  &Hyper_V_Backup_Set::kind(),  &Windows_BMR_Backup_Set::kind(),
-      &OpenStack_Backup_Set::kind(), &FusionCompute_Backup_Set::kind(), &FusionCloud_Backup_Set::kind(),
-      &ICS_Backup_Set::kind(),     &H3C_CAS_Backup_Set::kind(),  &CloudOS_Backup_Set::kind(),
-      &K8S_Backup_Set::kind(),
-  };
+  static std::vector<Backup_Set_Kind const*> const kinds = [] {
+    std::vector<Backup_Set_Kind const*> out;
+    for (Entry const& e : ENTRIES) out.push_back(&e.kind());
+    return out;
+  }();
   return kinds;
+}
+
+std::unique_ptr<Backup_Set> Backup_Set_Kinds::create(Backup_Set_Kind const& kind) {
+  for (Entry const& e : ENTRIES)
+    if (&e.kind() == &kind) return e.make();
+  return nullptr;
 }
 
 Backup_Set_Kind const* Backup_Set_Kinds::find(char const* module) {

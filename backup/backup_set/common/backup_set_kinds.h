@@ -1,9 +1,11 @@
 #ifndef BACKUP_BACKUP_SET_COMMON_BACKUP_SET_KINDS_H
 #define BACKUP_BACKUP_SET_COMMON_BACKUP_SET_KINDS_H
 
+#include <memory>
 #include <string>
 #include <vector>
 
+#include "backup/backup_set/common/backup_set.h"
 #include "backup/backup_set/common/backup_set_kind.h"
 #include "platform/export.h"
 #include "platform/json/value.h"
@@ -13,6 +15,9 @@
 class BSET_API Backup_Set_Kinds {
  public:
   static std::vector<Backup_Set_Kind const*> const& all();
+  // A fresh record of the kind (the class whose generate writes its
+  // documents); null for a kind not in all().
+  static std::unique_ptr<Backup_Set> create(Backup_Set_Kind const& kind);
 
   // The kind of a document from its module name and its keys. A named
   // module is that kind's (null when no kind has the name). Several kinds

@@ -1,5 +1,6 @@
 #include "backup/backup_set/common/cachedb_backup_set.h"
 
+#include "backup/backup_set/common/document_members.h"
 #include "platform/json/yajl_array_guard.h"
 #include "platform/json/yajl_map_guard.h"
 
@@ -15,6 +16,23 @@ void write_backup_files(Backup_Set const& set, YAJL_Gen& g, char const* key) {
   }
 }
 
+// Objects whose members are all strings: the writer takes nothing else.
+bool read_backup_files(Backup_Set& set, json_spirit::Value const& value, std::string const& name,
+                       std::string& error) {
+  auto text = [&error](std::string const&, json_spirit::Value const& v, std::string const& at) {
+    return Document_Members::is(v, json_spirit::str_type, at, error);
+  };
+  std::vector<json_spirit::Value> files;
+  auto record = [&](json_spirit::Value const& file, std::string const& at) {
+    if (!Document_Members::each_member(file, at, error, text)) return false;
+    files.push_back(file);
+    return true;
+  };
+  bool const ok = Document_Members::each(value, name, error, record);
+  if (ok) static_cast<CacheDB_Backup_Set&>(set).backup_files = std::move(files);
+  return ok;
+}
+
 }  // namespace
 
 Backup_Set_Kind const& CacheDB_Backup_Set::kind() {
@@ -24,7 +42,7 @@ Backup_Set_Kind const& CacheDB_Backup_Set::kind() {
       {"end_log", &K::end_log, Kind_Field::COLUMN},
       {"current_log", &K::current_log, Kind_Field::COLUMN},
       {"journal_dir", &K::journal_dir, Kind_Field::COLUMN},
-      Kind_Field::custom("backup_files", json_spirit::array_type, write_backup_files),
+      Kind_Field::custom("backup_files", json_spirit::array_type, write_backup_files).read_by(read_backup_files),
   };
   static Backup_Set_Kind const kind("CacheDB_Backup_Set", "cachedb", Backup_Set_Kind::JOIN, "cachedb_backup_set", "c",
                                     fields);

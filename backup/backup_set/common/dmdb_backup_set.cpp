@@ -1,5 +1,6 @@
 #include "backup/backup_set/common/dmdb_backup_set.h"
 
+#include "backup/backup_set/common/document_members.h"
 #include "platform/json/yajl_map_guard.h"
 
 namespace {
@@ -9,6 +10,17 @@ void write_backup_files(Backup_Set const& set, YAJL_Gen& g, char const* key) {
   g << key;
   YAJL_Map_Guard map(g.get());
   for (auto const& file : static_cast<DMDB_Backup_Set const&>(set).backup_files) g << file.first << file.second;
+}
+
+// One string per member, as the writer writes the map.
+bool read_backup_files(Backup_Set& set, json_spirit::Value const& value, std::string const& name, std::string& error) {
+  std::map<std::string, std::string> files;
+  bool const ok = Document_Members::each_member(
+      value, name, error, [&](std::string const& key, json_spirit::Value const& v, std::string const& at) {
+        return Document_Members::read(v, at, files[key], error);
+      });
+  if (ok) static_cast<DMDB_Backup_Set&>(set).backup_files = std::move(files);
+  return ok;
 }
 
 }  // namespace
@@ -30,7 +42,7 @@ Backup_Set_Kind const& DMDB_Backup_Set::kind() {
       {"unicode_flag", &K::unicode_flag, Kind_Field::COLUMN},
       {"page_size", &K::page_size, Kind_Field::COLUMN},
       {"extent_size", &K::extent_size, Kind_Field::COLUMN},
-      Kind_Field::custom("backup_files", json_spirit::obj_type, write_backup_files),
+      Kind_Field::custom("backup_files", json_spirit::obj_type, write_backup_files).read_by(read_backup_files),
   };
   static Backup_Set_Kind const kind("DMDB_Backup_Set", "dmdb", Backup_Set_Kind::JOIN, "dmdb_backup_set", "dm", fields);
   return kind;

@@ -1,5 +1,6 @@
 #include "backup/backup_set/common/dmdb_logical_backup_set.h"
 
+#include "backup/backup_set/common/document_members.h"
 #include "platform/json/yajl_array_guard.h"
 #include "platform/json/yajl_map_guard.h"
 
@@ -20,6 +21,14 @@ void write_backup_files(Backup_Set const& set, YAJL_Gen& g, char const* key) {
 char const* const COLUMN_ORDER[] = {"seq", "backup_version", "case_sensitive", "backup_set", "dm_type", "exp_mode",
                                     nullptr};
 
+bool read_backup_files(Backup_Set& set, json_spirit::Value const& value, std::string const& name, std::string& error) {
+  return Document_Members::records(value, name, error, static_cast<DMDB_Logical_Backup_Set&>(set).backup_files,
+                                   [](Document_Members& m, Logical_Backup_File& f) {
+                                     m.take("instance", f.instance).take("file", f.file).take("owner", f.owner);
+                                     m.take("schema", f.schema).take("table", f.table);
+                                   });
+}
+
 }  // namespace
 
 Backup_Set_Kind const& DMDB_Logical_Backup_Set::kind() {
@@ -31,7 +40,7 @@ Backup_Set_Kind const& DMDB_Logical_Backup_Set::kind() {
       {"case_sensitive", &K::case_sensitive, Kind_Field::COLUMN | Kind_Field::INTAKE_INT},
       {"dm_type", &K::dm_type, Kind_Field::COLUMN},
       {"exp_mode", &K::exp_mode, Kind_Field::COLUMN},
-      Kind_Field::custom("backup_files", json_spirit::array_type, write_backup_files),
+      Kind_Field::custom("backup_files", json_spirit::array_type, write_backup_files).read_by(read_backup_files),
   };
   static Backup_Set_Kind const kind("DMDB_Logical_Backup_Set", "dmdb_logical", Backup_Set_Kind::JOIN,
                                     "dmdb_logical_backup_set", "dm", fields, COLUMN_ORDER);

@@ -1,5 +1,6 @@
 #include "backup/backup_set/common/domino_backup_set.h"
 
+#include "backup/backup_set/common/document_members.h"
 #include "platform/json/yajl_array_guard.h"
 #include "platform/json/yajl_map_guard.h"
 #include "platform/time/iso8601.h"
@@ -20,6 +21,17 @@ void write_archive_logs(Backup_Set const& set, YAJL_Gen& g, char const* key) {
   }
 }
 
+bool read_archive_logs(Backup_Set& set, json_spirit::Value const& value, std::string const& name, std::string& error) {
+  return Document_Members::records(value, name, error, static_cast<Domino_Backup_Set&>(set).archive_logs,
+                                   [](Document_Members& m, Domino_Archive_Log& l) {
+                                     m.take("logid_file_seg0", l.logid_file_seg0);
+                                     m.take("logid_file_seg1", l.logid_file_seg1);
+                                     m.take("logid_note_seg0", l.logid_note_seg0);
+                                     m.take("logid_note_seg1", l.logid_note_seg1);
+                                     m.take("log_seq", l.log_seq).take("name", l.name).take_time("mtime", l.mtime);
+                                   });
+}
+
 }  // namespace
 
 Backup_Set_Kind const& Domino_Backup_Set::kind() {
@@ -32,7 +44,7 @@ Backup_Set_Kind const& Domino_Backup_Set::kind() {
       {"compression", &K::compression, COLUMN},
       {"daos", &K::daos, COLUMN},
       // Written to the server, never read back.
-      Kind_Field::custom("archive_logs", json_spirit::array_type, write_archive_logs),
+      Kind_Field::custom("archive_logs", json_spirit::array_type, write_archive_logs).read_by(read_archive_logs),
   };
   static Backup_Set_Kind const kind("Domino_Backup_Set", "", Backup_Set_Kind::JOIN, "domino_backup_set", "do",
                                     fields);

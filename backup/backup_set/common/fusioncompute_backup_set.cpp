@@ -1,6 +1,7 @@
 #include "backup/backup_set/common/fusioncompute_backup_set.h"
 
 #include "backup/backup_set/common/catalog_columns.h"
+#include "backup/backup_set/common/document_members.h"
 #include "platform/json/yajl_array_guard.h"
 #include "platform/json/yajl_map_guard.h"
 #include "platform/sql/select_sql.h"
@@ -49,6 +50,34 @@ Item const* first(std::vector<Item> const& items, Key Item::*field, Key const& k
   return nullptr;
 }
 
+// The 32-bit numbers come back from the signed writer.
+bool read_network_adapters(Backup_Set& set, json_spirit::Value const& value, std::string const& name,
+                           std::string& error) {
+  return Document_Members::records(value, name, error, static_cast<FusionCompute_Backup_Set&>(set).network_adapters,
+                                   [](Document_Members& m, FusionCompute_Network_Adapter& a) {
+                                     m.take("name", a.name).take("ip", a.ip).take("mac", a.mac);
+                                     m.take("port_group_urn", a.port_group_urn);
+                                     m.take_signed("sequence_num", a.sequence_num);
+                                   });
+}
+
+bool read_volumes(Backup_Set& set, json_spirit::Value const& value, std::string const& name, std::string& error) {
+  return Document_Members::records(
+      value, name, error, static_cast<FusionCompute_Backup_Set&>(set).volumes,
+      [&error](Document_Members& m, FusionCompute_Volume& v) {
+        m.take("name", v.name).take("urn", v.urn).take("uuid", v.uuid).take("pci_type", v.pci_type);
+        m.take("storage_type", v.storage_type).take("datastore_urn", v.datastore_urn).take("thin", v.thin);
+        m.take_signed("quantity", v.quantity).take_signed("sequence_num", v.sequence_num);
+        m.take("block_size", v.block_size);
+        m.take_by("snapshot", [&](json_spirit::Value const& snapshot, std::string const& at) {
+          Document_Members s(snapshot, at, error);
+          s.take("uuid", v.snapshot.uuid).take("snap_name_on_dev", v.snapshot.snap_name_on_dev);
+          s.take("chg_id", v.snapshot.chg_id);
+          return s.done();
+        });
+      });
+}
+
 }  // namespace
 
 Backup_Set_Kind const& FusionCompute_Backup_Set::kind() {
@@ -66,8 +95,9 @@ Backup_Set_Kind const& FusionCompute_Backup_Set::kind() {
       {"cpu_count", &K::cpu_count, NUMBER},
       {"memory_mbytes", &K::memory_mbytes, NUMBER},
       {"snapshot_urn", &K::snapshot_urn, COLUMN},
-      Kind_Field::custom("network_adapters", json_spirit::array_type, write_network_adapters, COLUMN),
-      Kind_Field::custom("volumes", json_spirit::array_type, write_volumes, COLUMN),
+      Kind_Field::custom("network_adapters", json_spirit::array_type, write_network_adapters, COLUMN)
+          .read_by(read_network_adapters),
+      Kind_Field::custom("volumes", json_spirit::array_type, write_volumes, COLUMN).read_by(read_volumes),
   };
   static char const* const column_order[] = {"vm_name",       "vm_uuid", "vm_uri",        "location_urn",
                                              "os_type",       "os_version", "cpu_count",  "memory_mbytes",

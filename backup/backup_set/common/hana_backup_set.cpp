@@ -1,5 +1,6 @@
 #include "backup/backup_set/common/hana_backup_set.h"
 
+#include "backup/backup_set/common/document_members.h"
 #include "platform/json/yajl_array_guard.h"
 #include "platform/json/yajl_map_guard.h"
 
@@ -9,6 +10,16 @@ void write_files(Backup_Set const& set, YAJL_Gen& g, char const* key) {
   HANA_Backup_Set const& hana = static_cast<HANA_Backup_Set const&>(set);
   g << key;
   hana.generate_files(g, hana.files);
+}
+
+bool read_files(Backup_Set& set, json_spirit::Value const& value, std::string const& name, std::string& error) {
+  return Document_Members::records(value, name, error, static_cast<HANA_Backup_Set&>(set).files,
+                                   [](Document_Members& m, HANA_Backup_Set::Backup_File& f) {
+                                     m.take("extern_backup_id", f.extern_backup_id);
+                                     m.take("origin_path", f.origin_path).take("filename", f.filename);
+                                     m.take("size", f.size).take("source_type", f.source_type);
+                                     m.take("storage_path", f.storage_path);
+                                   });
 }
 
 }  // namespace
@@ -24,7 +35,7 @@ Backup_Set_Kind const& HANA_Backup_Set::kind() {
       {"extended_attrs", &K::extended_attrs, Kind_Field::COLUMN},
       {"database", &K::database, Kind_Field::COLUMN},
       {"database_backup_id", &K::database_backup_id, Kind_Field::COLUMN},
-      Kind_Field::custom("files", json_spirit::array_type, write_files),
+      Kind_Field::custom("files", json_spirit::array_type, write_files).read_by(read_files),
   };
   // Deliberately joined before the columns are added.
   static Backup_Set_Kind const kind("HANA_Backup_Set", "hana", Backup_Set_Kind::JOIN_FIRST, "hana_backup_set", "h",

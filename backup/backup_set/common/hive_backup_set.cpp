@@ -1,6 +1,7 @@
 #include "backup/backup_set/common/hive_backup_set.h"
 
 #include "backup/backup_set/common/catalog_columns.h"
+#include "backup/backup_set/common/document_members.h"
 #include "platform/json/yajl_array_guard.h"
 #include "platform/json/yajl_map_guard.h"
 #include "platform/sql/select_sql.h"
@@ -34,6 +35,21 @@ void select_one_table(Select_SQL& sql, char const* alias) {
   for (Kind_Field const* f : Hive_Backup_Set::kind().columns()) Catalog_Columns::add(sql, alias, f->key, f->key);
 }
 
+bool read_files(Backup_Set& set, json_spirit::Value const& value, std::string const& name, std::string& error) {
+  return Document_Members::records(value, name, error, static_cast<Hive_Backup_Set&>(set).files,
+                                   [](Document_Members& m, Hive_Backup_File& f) {
+                                     m.take("database", f.database).take("dump_dir_path", f.dump_dir_path);
+                                     m.take("origin_location_path", f.origin_location_path);
+                                   });
+}
+
+bool read_tables(Backup_Set& set, json_spirit::Value const& value, std::string const& name, std::string& error) {
+  return Document_Members::records(value, name, error, static_cast<Hive_Backup_Set&>(set).tables,
+                                   [](Document_Members& m, Hive_Backup_Table& t) {
+                                     m.take("database", t.database).take("tablename", t.tablename);
+                                   });
+}
+
 }  // namespace
 
 Backup_Set_Kind const& Hive_Backup_Set::kind() {
@@ -47,8 +63,8 @@ Backup_Set_Kind const& Hive_Backup_Set::kind() {
       {"pool_type", &K::pool_type, COLUMN},
       {"multidevice", &K::multidevice, COLUMN},
       {"encryption", &K::encryption, COLUMN},
-      Kind_Field::custom("backup_files", json_spirit::array_type, write_files),
-      Kind_Field::custom("backup_tables", json_spirit::array_type, write_tables),
+      Kind_Field::custom("backup_files", json_spirit::array_type, write_files).read_by(read_files),
+      Kind_Field::custom("backup_tables", json_spirit::array_type, write_tables).read_by(read_tables),
   };
   // The catalogue's "hive_backup_set" is a view of each Hive set's row with
   // its Hive columns; catalogd keeps those columns in "hive_member".

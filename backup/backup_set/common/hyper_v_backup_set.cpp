@@ -1,6 +1,7 @@
 #include "backup/backup_set/common/hyper_v_backup_set.h"
 
 #include "backup/backup_set/common/catalog_columns.h"
+#include "backup/backup_set/common/document_members.h"
 #include "platform/json/yajl_array_guard.h"
 #include "platform/json/yajl_map_guard.h"
 #include "platform/sql/select_sql.h"
@@ -56,6 +57,50 @@ void write_drives(Backup_Set const& set, YAJL_Gen& g, char const* key) {
   }
 }
 
+bool read_vhd_chains(Backup_Set& set, json_spirit::Value const& value, std::string const& name, std::string& error) {
+  std::map<std::string, Hyper_V_VHD_Chain> chains;
+  bool const ok = Document_Members::each_member(
+      value, name, error, [&](std::string const& key, json_spirit::Value const& v, std::string const& at) {
+        Hyper_V_VHD_Chain& c = chains[key];
+        Document_Members m(v, at, error);
+        m.take("address_0", c.address_0).take("address_1", c.address_1);
+        m.take("controller_type", c.controller_type).take("total_size", c.total_size);
+        m.take("id", c.id).take("rct_id", c.rct_id);
+        m.take_by("vhds", [&](json_spirit::Value const& vhds, std::string const& in) {
+          return Document_Members::records(vhds, in, error, c.vhds, [](Document_Members& d, Hyper_V_VHD& vhd) {
+            d.take("path", vhd.path).take("parent_path", vhd.parent_path).take("file_size", vhd.file_size);
+          });
+        });
+        return m.done();
+      });
+  if (ok) static_cast<Hyper_V_Backup_Set&>(set).vhd_chains = std::move(chains);
+  return ok;
+}
+
+bool read_network_adapters(Backup_Set& set, json_spirit::Value const& value, std::string const& name,
+                           std::string& error) {
+  return Document_Members::records(value, name, error, static_cast<Hyper_V_Backup_Set&>(set).network_adapters,
+                                   [](Document_Members& m, Hyper_V_Network_Adapter& a) {
+                                     m.take("mac", a.mac).take("name", a.name);
+                                     m.take("virtual_switch", a.virtual_switch).take("is_static_mac", a.is_static_mac);
+                                   });
+}
+
+bool read_controllers(Backup_Set& set, json_spirit::Value const& value, std::string const& name, std::string& error) {
+  return Document_Members::records(value, name, error, static_cast<Hyper_V_Backup_Set&>(set).controllers,
+                                   [](Document_Members& m, Hyper_V_Controller& c) {
+                                     m.take("address", c.address).take("type", c.type);
+                                   });
+}
+
+bool read_drives(Backup_Set& set, json_spirit::Value const& value, std::string const& name, std::string& error) {
+  return Document_Members::records(value, name, error, static_cast<Hyper_V_Backup_Set&>(set).drives,
+                                   [](Document_Members& m, Hyper_V_Drive& d) {
+                                     m.take("address", d.address).take("controller_type", d.controller_type);
+                                     m.take("controller_address", d.controller_address);
+                                   });
+}
+
 }  // namespace
 
 Backup_Set_Kind const& Hyper_V_Backup_Set::kind() {
@@ -71,10 +116,11 @@ Backup_Set_Kind const& Hyper_V_Backup_Set::kind() {
       {"memory_mbytes", &K::memory_mbytes, COLUMN},
       {"cpu_count", &K::cpu_count, COLUMN},
       {"vm_generation", &K::vm_generation, COLUMN},
-      Kind_Field::custom("vhd_chains", json_spirit::obj_type, write_vhd_chains, COLUMN),
-      Kind_Field::custom("network_adapters", json_spirit::array_type, write_network_adapters, COLUMN),
-      Kind_Field::custom("controllers", json_spirit::array_type, write_controllers, COLUMN),
-      Kind_Field::custom("drives", json_spirit::array_type, write_drives, COLUMN),
+      Kind_Field::custom("vhd_chains", json_spirit::obj_type, write_vhd_chains, COLUMN).read_by(read_vhd_chains),
+      Kind_Field::custom("network_adapters", json_spirit::array_type, write_network_adapters, COLUMN)
+          .read_by(read_network_adapters),
+      Kind_Field::custom("controllers", json_spirit::array_type, write_controllers, COLUMN).read_by(read_controllers),
+      Kind_Field::custom("drives", json_spirit::array_type, write_drives, COLUMN).read_by(read_drives),
   };
   static char const* const column_order[] = {
       "vm_name",     "vm_guid",       "vm_setting_id",    "vm_prev_setting_id", "vm_config_version",

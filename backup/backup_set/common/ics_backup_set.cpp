@@ -5,6 +5,7 @@
 #include <ace/Log_Msg.h>
 
 #include "backup/backup_set/common/catalog_columns.h"
+#include "backup/backup_set/common/document_members.h"
 #include "platform/json/object_lookup.h"
 #include "platform/json/yajl_array_guard.h"
 #include "platform/json/yajl_map_guard.h"
@@ -154,6 +155,50 @@ void select_own_table(Select_SQL& select, char const* alias) {
   for (Kind_Field const* f : ICS_Backup_Set::kind().columns()) Catalog_Columns::add(select, alias, f->key, f->key);
 }
 
+// A nested record from the document, by its table: unlike from_json, a
+// member may be left out, and a fault names the member.
+template <typename R, size_t N>
+bool read_record(json_spirit::Value const& value, std::string const& name, R& record, Member<R> const (&table)[N],
+                 std::string& error) {
+  R read;
+  Document_Members m(value, name, error);
+  for (Member<R> const& f : table) {
+    switch (f.type) {
+      case Member<R>::TEXT: m.take(f.key, read.*f.text); break;
+      case Member<R>::U64: m.take(f.key, read.*f.u64); break;
+      case Member<R>::FLAG: m.take(f.key, read.*f.flag); break;
+      case Member<R>::I32: m.take(f.key, read.*f.i32); break;
+    }
+  }
+  if (!m.done()) return false;
+  record = read;
+  return true;
+}
+
+ICS_Backup_Set& ics(Backup_Set& set) { return static_cast<ICS_Backup_Set&>(set); }
+
+bool read_base_info(Backup_Set& set, json_spirit::Value const& value, std::string const& name, std::string& error) {
+  return read_record(value, name, ics(set).base_info, VM_BASE, error);
+}
+
+bool read_cpu_info(Backup_Set& set, json_spirit::Value const& value, std::string const& name, std::string& error) {
+  return read_record(value, name, ics(set).cpu_info, CPU, error);
+}
+
+bool read_mem_info(Backup_Set& set, json_spirit::Value const& value, std::string const& name, std::string& error) {
+  return read_record(value, name, ics(set).mem_info, MEM, error);
+}
+
+bool read_aggregates(Backup_Set& set, json_spirit::Value const& value, std::string const& name, std::string& error) {
+  std::vector<Aggregate_Info> aggregates;
+  bool const ok = Document_Members::each(value, name, error, [&](json_spirit::Value const& v, std::string const& at) {
+    aggregates.emplace_back();
+    return read_record(v, at, aggregates.back(), AGGREGATE, error);
+  });
+  if (ok) ics(set).aggregates = std::move(aggregates);
+  return ok;
+}
+
 }  // namespace
 
 bool ICS_Backup_Set::VM_Base::from_json(json_spirit::Value const& value) {
@@ -192,10 +237,10 @@ Backup_Set_Kind const& ICS_Backup_Set::kind() {
       {"owner_host_id", &K::owner_host_id, COLUMN},
       {"owner_host_ip", &K::owner_host_ip, COLUMN},
       {"owner_host_name", &K::owner_host_name, COLUMN},
-      Kind_Field::custom("base_info", json_spirit::obj_type, write_base_info, COLUMN),
-      Kind_Field::custom("cpu_info", json_spirit::obj_type, write_cpu_info, COLUMN),
-      Kind_Field::custom("mem_info", json_spirit::obj_type, write_mem_info, COLUMN),
-      Kind_Field::custom("aggregates", json_spirit::array_type, write_aggregates, COLUMN),
+      Kind_Field::custom("base_info", json_spirit::obj_type, write_base_info, COLUMN).read_by(read_base_info),
+      Kind_Field::custom("cpu_info", json_spirit::obj_type, write_cpu_info, COLUMN).read_by(read_cpu_info),
+      Kind_Field::custom("mem_info", json_spirit::obj_type, write_mem_info, COLUMN).read_by(read_mem_info),
+      Kind_Field::custom("aggregates", json_spirit::array_type, write_aggregates, COLUMN).read_by(read_aggregates),
       {"boot_devices", &K::boot_devices, COLUMN},
       {"floppys", &K::floppys, COLUMN},
       {"cdroms", &K::cdroms, COLUMN},

@@ -43,6 +43,12 @@ struct BSET_API Kind_Field {
   // Writes key and value of a CUSTOM field, or of a field written its own
   // way (or nothing, when it leaves the key out).
   typedef void (*Writer)(Backup_Set const& set, YAJL_Gen& gen, char const* key);
+  // Takes the value of a CUSTOM field (or of a field read its own way) from
+  // a set document back into the record. False, with `error` naming the
+  // member at fault from `name` on ("backup_files[2].size: ..."), when the
+  // value is not one the field's writer could have written.
+  typedef bool (*Reader)(Backup_Set& set, json_spirit::Value const& value, std::string const& name,
+                         std::string& error);
 
   template <typename Kind>
   Kind_Field(char const* key, std::string Kind::*m, unsigned flags = 0) : Kind_Field(key, TEXT, flags) {
@@ -100,6 +106,13 @@ struct BSET_API Kind_Field {
     f.writer = w;
     return f;
   }
+  // The document's value is read back by `r` instead of by the field's
+  // type: every CUSTOM field has one, beside its writer.
+  Kind_Field read_by(Reader r) const {
+    Kind_Field f(*this);
+    f.reader = r;
+    return f;
+  }
   // The column is delivered under another key than the one the intake
   // waits for.
   Kind_Field selected_as(char const* key) const {
@@ -132,11 +145,19 @@ struct BSET_API Kind_Field {
   } member;
   json_spirit::Value_type json;  // the JSON type of a CUSTOM field's value
   Writer writer;
+  Reader reader;
   char const* select_key;
 
  private:
   Kind_Field(char const* k, Type t, unsigned f)
-      : key(k), type(t), flags(f), member(), json(json_spirit::null_type), writer(nullptr), select_key(nullptr) {}
+      : key(k),
+        type(t),
+        flags(f),
+        member(),
+        json(json_spirit::null_type),
+        writer(nullptr),
+        reader(nullptr),
+        select_key(nullptr) {}
 };
 
 #endif

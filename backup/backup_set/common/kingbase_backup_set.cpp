@@ -1,5 +1,6 @@
 #include "backup/backup_set/common/kingbase_backup_set.h"
 
+#include "backup/backup_set/common/document_members.h"
 #include "platform/json/yajl_map_guard.h"
 
 namespace {
@@ -10,6 +11,17 @@ void write_backup_files(Backup_Set const& set, YAJL_Gen& g, char const* key) {
   for (auto const& file : static_cast<Kingbase_Backup_Set const&>(set).backup_files) g << file.first << file.second;
 }
 
+// One string per member, as the writer writes the map.
+bool read_backup_files(Backup_Set& set, json_spirit::Value const& value, std::string const& name, std::string& error) {
+  std::map<std::string, std::string> files;
+  bool const ok = Document_Members::each_member(
+      value, name, error, [&](std::string const& key, json_spirit::Value const& v, std::string const& at) {
+        return Document_Members::read(v, at, files[key], error);
+      });
+  if (ok) static_cast<Kingbase_Backup_Set&>(set).backup_files = std::move(files);
+  return ok;
+}
+
 }  // namespace
 
 Backup_Set_Kind const& Kingbase_Backup_Set::kind() {
@@ -17,7 +29,7 @@ Backup_Set_Kind const& Kingbase_Backup_Set::kind() {
   static Kind_Field const fields[] = {
       {"seq", &K::seq, Kind_Field::COLUMN},
       // Written to the server, not read back.
-      Kind_Field::custom("backup_files", json_spirit::obj_type, write_backup_files),
+      Kind_Field::custom("backup_files", json_spirit::obj_type, write_backup_files).read_by(read_backup_files),
   };
   static Backup_Set_Kind const kind("Kingbase_Backup_Set", "kingbase", Backup_Set_Kind::JOIN, "kingbase_backup_set",
                                     "kb", fields);

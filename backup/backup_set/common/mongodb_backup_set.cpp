@@ -1,5 +1,6 @@
 #include "backup/backup_set/common/mongodb_backup_set.h"
 
+#include "backup/backup_set/common/document_members.h"
 #include "platform/json/yajl_array_guard.h"
 #include "platform/json/yajl_map_guard.h"
 
@@ -22,6 +23,15 @@ void write_backup_files(Backup_Set const& set, YAJL_Gen& g, char const* key) {
   }
 }
 
+bool read_backup_files(Backup_Set& set, json_spirit::Value const& value, std::string const& name, std::string& error) {
+  return Document_Members::records(value, name, error, static_cast<MongoDB_Backup_Set&>(set).backup_files,
+                                   [](Document_Members& m, MongoDB_Backup_File& f) {
+                                     m.take("database", f.database).take("file", f.file);
+                                     m.take("original_size", f.original_size);
+                                     m.take("backup_host_uuid", f.backup_host_uuid).take("seq", f.seq);
+                                   });
+}
+
 }  // namespace
 
 Backup_Set_Kind const& MongoDB_Backup_Set::kind() {
@@ -35,7 +45,7 @@ Backup_Set_Kind const& MongoDB_Backup_Set::kind() {
       Kind_Field("arch_log_end", &K::arch_log_end, KNOWN).written_by(write_arch_log_end),
       {"arch_log_end_i", &K::arch_log_end_i, KNOWN},
       {"archive", &K::archive, COLUMN | Kind_Field::INTAKE_INT},
-      Kind_Field::custom("backup_files", json_spirit::array_type, write_backup_files),
+      Kind_Field::custom("backup_files", json_spirit::array_type, write_backup_files).read_by(read_backup_files),
   };
   static char const* const column_order[] = {"seq",          "arch_log_start",   "arch_log_end", "arch_log_start_i",
                                              "arch_log_end_i", "archive", nullptr};

@@ -1,5 +1,6 @@
 #include "backup/backup_set/common/mysql_backup_set.h"
 
+#include "backup/backup_set/common/document_members.h"
 #include "platform/json/yajl_array_guard.h"
 #include "platform/json/yajl_map_guard.h"
 
@@ -14,6 +15,13 @@ void write_backup_files(Backup_Set const& set, YAJL_Gen& g, char const* key) {
     YAJL_Map_Guard map(g.get());
     g << "database" << f.database << "vc_name" << f.vc_name << "file" << f.file;
   }
+}
+
+bool read_backup_files(Backup_Set& set, json_spirit::Value const& value, std::string const& name, std::string& error) {
+  return Document_Members::records(value, name, error, static_cast<MySQL_Backup_Set&>(set).backup_files,
+                                   [](Document_Members& m, MySQL_Backup_File& f) {
+                                     m.take("database", f.database).take("vc_name", f.vc_name).take("file", f.file);
+                                   });
 }
 
 }  // namespace
@@ -47,7 +55,7 @@ Backup_Set_Kind const& MySQL_Backup_Set::kind() {
       {"data_type", &K::data_type, SET},
       Kind_Field::time("binlog_create_time", &K::binlog_create_time, TIME),
       Kind_Field::time("backup_time", &K::backup_time, TIME),
-      Kind_Field::custom("backup_files", json_spirit::array_type, write_backup_files, SET),
+      Kind_Field::custom("backup_files", json_spirit::array_type, write_backup_files, SET).read_by(read_backup_files),
       {"start_gtids", &K::start_gtids, SET},
       {"end_gtids", &K::end_gtids, SET},
   };

@@ -1,5 +1,6 @@
 #include "backup/backup_set/common/oceanbase_backup_set.h"
 
+#include "backup/backup_set/common/document_members.h"
 #include "platform/json/yajl_array_guard.h"
 #include "platform/json/yajl_map_guard.h"
 
@@ -18,6 +19,22 @@ void write_tenants(Backup_Set const& set, YAJL_Gen& g, char const* key) {
   }
 }
 
+bool read_tenants(Backup_Set& set, json_spirit::Value const& value, std::string const& name, std::string& error) {
+  return Document_Members::records(
+      value, name, error, static_cast<OceanBase_Backup_Set&>(set).tenants,
+      [&error](Document_Members& m, OceanBase_Tenant& t) {
+        m.take("tenant_id", t.tenant_id).take("tenant_name", t.tenant_name);
+        m.take("data_start_time", t.data_start_time).take("log_max_next_time", t.log_max_next_time);
+        m.take("zone_list", t.zone_list).take("primary_zone", t.primary_zone).take("locality", t.locality);
+        m.take_by("resource_pools", [&](json_spirit::Value const& pools, std::string const& at) {
+          return Document_Members::each(pools, at, error, [&](json_spirit::Value const& pool, std::string const& in) {
+            t.resource_pools.emplace_back();
+            return Document_Members::read(pool, in, t.resource_pools.back(), error);
+          });
+        });
+      });
+}
+
 }  // namespace
 
 Backup_Set_Kind const& OceanBase_Backup_Set::kind() {
@@ -28,7 +45,7 @@ Backup_Set_Kind const& OceanBase_Backup_Set::kind() {
       {"cluster_name", &K::cluster_name, Kind_Field::NO_INTAKE},
       {"log_archive_round", &K::log_archive_round, Kind_Field::NO_INTAKE},
       {"cluster_id", &K::cluster_id, Kind_Field::NO_INTAKE},
-      Kind_Field::custom("tenants", json_spirit::array_type, write_tenants),
+      Kind_Field::custom("tenants", json_spirit::array_type, write_tenants).read_by(read_tenants),
   };
   static Backup_Set_Kind const kind("OceanBase_Backup_Set", "oceanbase", Backup_Set_Kind::NONE, nullptr, nullptr,
                                     fields);

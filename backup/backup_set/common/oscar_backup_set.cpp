@@ -1,5 +1,6 @@
 #include "backup/backup_set/common/oscar_backup_set.h"
 
+#include "backup/backup_set/common/document_members.h"
 #include "platform/json/yajl_array_guard.h"
 #include "platform/json/yajl_map_guard.h"
 
@@ -22,6 +23,23 @@ void write_tablespaces(Backup_Set const& set, YAJL_Gen& g, char const* key) {
   for (json_spirit::Value const& v : static_cast<Oscar_Backup_Set const&>(set).tablespaces) g << v.get_str();
 }
 
+bool read_backup_files(Backup_Set& set, json_spirit::Value const& value, std::string const& name, std::string& error) {
+  return Document_Members::records(value, name, error, static_cast<Oscar_Backup_Set&>(set).backup_files,
+                                   [](Document_Members& m, Oscar_Backup_File& f) {
+                                     m.take("database", f.database).take("file", f.file);
+                                     m.take("schema", f.schema).take("tablename", f.tablename);
+                                   });
+}
+
+// Strings only: the writer reads each element as one.
+bool read_tablespaces(Backup_Set& set, json_spirit::Value const& value, std::string const& name, std::string& error) {
+  bool const ok = Document_Members::each(value, name, error, [&](json_spirit::Value const& v, std::string const& at) {
+    return Document_Members::is(v, json_spirit::str_type, at, error);
+  });
+  if (ok) static_cast<Oscar_Backup_Set&>(set).tablespaces = value.get_array();
+  return ok;
+}
+
 }  // namespace
 
 Backup_Set_Kind const& Oscar_Backup_Set::kind() {
@@ -30,8 +48,10 @@ Backup_Set_Kind const& Oscar_Backup_Set::kind() {
       {"seq", &K::seq, Kind_Field::COLUMN},
       // Taken when a reader supplies it, though the statement does not.
       {"grade", &K::grade},
-      Kind_Field::custom("backup_files", json_spirit::array_type, write_backup_files),
-      Kind_Field("tablespaces", &K::tablespaces, Kind_Field::COLUMN).written_by(write_tablespaces),
+      Kind_Field::custom("backup_files", json_spirit::array_type, write_backup_files).read_by(read_backup_files),
+      Kind_Field("tablespaces", &K::tablespaces, Kind_Field::COLUMN)
+          .written_by(write_tablespaces)
+          .read_by(read_tablespaces),
   };
   static Backup_Set_Kind const kind("Oscar_Backup_Set", "oscar", Backup_Set_Kind::JOIN, "oscar_backup_set", "oscar",
                                     fields);

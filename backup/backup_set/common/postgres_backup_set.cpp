@@ -1,5 +1,6 @@
 #include "backup/backup_set/common/postgres_backup_set.h"
 
+#include "backup/backup_set/common/document_members.h"
 #include "platform/json/yajl_array_guard.h"
 #include "platform/json/yajl_map_guard.h"
 #include "platform/sql/select_sql.h"
@@ -31,6 +32,28 @@ void write_archive_log(Backup_Set const& set, YAJL_Gen& g, char const* key) {
 
 void select_with_default_aliases(Select_SQL& sql, char const* alias) {
   Postgres_Backup_Set::init_select_sql(sql, "p", "ph", alias);
+}
+
+bool read_backup_files(Backup_Set& set, json_spirit::Value const& value, std::string const& name, std::string& error) {
+  return Document_Members::records(value, name, error, static_cast<Postgres_Backup_Set&>(set).backup_files,
+                                   [](Document_Members& m, Postgres_Backup_File& f) {
+                                     m.take("database", f.database).take("file", f.file);
+                                     m.take("schema", f.schema).take("table", f.table);
+                                   });
+}
+
+// Objects of one member, "file"; the names come back unique and sorted.
+bool read_archive_log(Backup_Set& set, json_spirit::Value const& value, std::string const& name, std::string& error) {
+  std::set<std::string> names;
+  bool const ok = Document_Members::each(value, name, error, [&](json_spirit::Value const& v, std::string const& at) {
+    std::string file;
+    Document_Members m(v, at, error);
+    if (!m.take("file", file).done()) return false;
+    names.insert(file);
+    return true;
+  });
+  if (ok) static_cast<Postgres_Backup_Set&>(set).archive_log = std::move(names);
+  return ok;
 }
 
 }  // namespace
@@ -71,8 +94,8 @@ Backup_Set_Kind const& Postgres_Backup_Set::kind() {
       Kind_Field::time("backup_label_time", &K::backup_label_time, Kind_Field::OMIT_ZERO),
       // Deliberately always written, even empty, unlike db_info and db_size.
       {"tablespace_path", &K::tablespace_path, PH},
-      Kind_Field::custom("backup_files", json_spirit::array_type, write_backup_files, SET),
-      Kind_Field::custom("archive_log", json_spirit::array_type, write_archive_log, SET),
+      Kind_Field::custom("backup_files", json_spirit::array_type, write_backup_files, SET).read_by(read_backup_files),
+      Kind_Field::custom("archive_log", json_spirit::array_type, write_archive_log, SET).read_by(read_archive_log),
   };
   static char const* const column_order[] = {
       "seq", "db_info", "db_size", "mtf", "flavor", "grade", "format",

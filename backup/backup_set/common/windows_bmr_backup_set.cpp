@@ -1,5 +1,6 @@
 #include "backup/backup_set/common/windows_bmr_backup_set.h"
 
+#include "backup/backup_set/common/document_members.h"
 #include "platform/json/yajl_array_guard.h"
 #include "platform/json/yajl_map_guard.h"
 
@@ -39,13 +40,40 @@ void write_backup_files(Backup_Set const& set, YAJL_Gen& g, char const* key) {
   }
 }
 
+// The members of the "diskpart_set" object are fields of the set itself.
+bool read_diskpart_set(Backup_Set& set, json_spirit::Value const& value, std::string const& name, std::string& error) {
+  Windows_BMR_Backup_Set& s = static_cast<Windows_BMR_Backup_Set&>(set);
+  Document_Members m(value, name, error);
+  m.take("diskpart_info", s.diskpart_info).take("boot_code", s.boot_code);
+  m.take("module_version", s.module_version).take("action_type", s.action_type);
+  m.take("is_mbr_boot", s.is_mbr_boot);
+  return m.done();
+}
+
+// Objects of text and integer members: any other member would be dropped by
+// the writer, so the file would not come back as it was.
+bool read_backup_files(Backup_Set& set, json_spirit::Value const& value, std::string const& name, std::string& error) {
+  auto text_or_integer = [&error](std::string const&, json_spirit::Value const& v, std::string const& at) {
+    if (v.type() == json_spirit::str_type || v.type() == json_spirit::int_type) return true;
+    return Document_Members::fail(error, at,
+                                  std::string("not a string or an integer but ") +
+                                      Document_Members::type_word(v.type()));
+  };
+  auto file = [&](json_spirit::Value const& v, std::string const& at) {
+    return Document_Members::each_member(v, at, error, text_or_integer);
+  };
+  bool const ok = Document_Members::each(value, name, error, file);
+  if (ok) static_cast<Windows_BMR_Backup_Set&>(set).backup_files = value.get_array();
+  return ok;
+}
+
 }  // namespace
 
 Backup_Set_Kind const& Windows_BMR_Backup_Set::kind() {
   typedef Windows_BMR_Backup_Set K;
   unsigned const OUT = Kind_Field::NO_INTAKE;
   static Kind_Field const fields[] = {
-      Kind_Field::custom("diskpart_set", json_spirit::obj_type, write_diskpart_set),
+      Kind_Field::custom("diskpart_set", json_spirit::obj_type, write_diskpart_set).read_by(read_diskpart_set),
       {"meta_file", &K::meta_file, OUT},
       {"system_version", &K::system_version, OUT},
       {"firmware_type", &K::firmware_type, OUT},
@@ -54,7 +82,7 @@ Backup_Set_Kind const& Windows_BMR_Backup_Set::kind() {
       {"arch", &K::arch, OUT},
       {"app_data_dir", &K::app_data_dir, OUT},
       {"extended_attrs", &K::extended_attrs, OUT},
-      Kind_Field::custom("backup_files", json_spirit::array_type, write_backup_files),
+      Kind_Field::custom("backup_files", json_spirit::array_type, write_backup_files).read_by(read_backup_files),
   };
   static Backup_Set_Kind const kind("Windows_BMR_Backup_Set", "windows_bmr", Backup_Set_Kind::EMPTY, nullptr, nullptr,
                                     fields);
