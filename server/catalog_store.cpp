@@ -35,6 +35,17 @@ using json_spirit::Value;
 
 namespace {
 
+// The catalogue's name as messages show it: a PostgreSQL URI without its
+// password, since messages reach clients and logs.
+std::string shown(std::string const& db) {
+  size_t const scheme = db.find("://");
+  if (scheme == std::string::npos) return db;
+  size_t const at = db.find('@', scheme + 3);
+  size_t const colon = db.find(':', scheme + 3);
+  if (at == std::string::npos || colon == std::string::npos || colon > at) return db;
+  return db.substr(0, colon + 1) + "***" + db.substr(at);
+}
+
 typedef Set_Document_Validator::Member Member;
 
 char const kStaged[] = "staged";
@@ -329,7 +340,7 @@ std::unique_ptr<Connection> Catalog_Store::connect(std::string& error) const {
   else
     c = std::make_unique<database::sql::SQLite_Connection>(db_);
   if (!c->is_open()) {
-    error = "cannot open the catalogue '" + db_ + "': " + c->last_error();
+    error = "cannot open the catalogue '" + shown(db_) + "': " + c->last_error();
     return nullptr;
   }
   return c;
@@ -342,7 +353,7 @@ std::unique_ptr<Catalog_Store> Catalog_Store::open(std::string const& db, std::s
   std::unique_ptr<Connection> c = store->connect(error);
   if (!c) return nullptr;
   if (!Catalog_Schema::create(*c)) {
-    error = "cannot create the catalogue tables in '" + db + "': " + c->last_error();
+    error = "cannot create the catalogue tables in '" + shown(db) + "': " + c->last_error();
     return nullptr;
   }
   store->idle_.push_back(std::move(c));
