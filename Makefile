@@ -6,7 +6,7 @@ JOBS ?= $(shell nproc)
 FUZZ_BUILD ?= build-fuzz
 FUZZ_SECONDS ?= 45
 
-.PHONY: all setup configure build demo test fuzz bench reliability clean
+.PHONY: all setup configure build demo library-demo test fuzz bench reliability clean
 
 all: build
 
@@ -19,13 +19,28 @@ configure: setup
 build: configure
 	@cmake --build $(BUILD) -j $(JOBS)
 
+# The tour of bsetctl: catalogd, commits of several kinds, a staged set,
+# listing, browsing and the restore pool (tools/tour.sh).
 demo: configure
+	@cmake --build $(BUILD) -j $(JOBS) --target bsetctl
+	@bash tools/tour.sh $(BUILD)/tools/bsetctl
+
+# The library used from C++ alone: records, documents, operators and the
+# restore plan, with catalogd in-process (tools/bset_demo.cpp).
+library-demo: configure
 	@cmake --build $(BUILD) -j $(JOBS) --target bset_demo
 	@$(BUILD)/tools/bset_demo
 
 test: build
 	@ctest --test-dir $(BUILD) --output-on-failure -j $(JOBS)
+	@BUILD=$(BUILD) bash scripts/consumer.sh
 	@FUZZ_BUILD=$(FUZZ_BUILD) JOBS=$(JOBS) bash scripts/fuzz.sh $(FUZZ_SECONDS)
+
+# The installed package: examples/consumer built against `cmake --install`'s
+# tree with find_package and with pkg-config, each run against catalogd.
+.PHONY: consumer
+consumer: build
+	@BUILD=$(BUILD) bash scripts/consumer.sh
 
 # The fuzz targets alone, in their own clang tree: FUZZ_SECONDS per target.
 fuzz: setup
