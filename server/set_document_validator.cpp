@@ -7,6 +7,7 @@
 
 #include "backup/backup_set/common/backup_set_kind.h"
 #include "backup/backup_set/common/backup_set_state.h"
+#include "backup/backup_set/common/document_members.h"
 #include "platform/json/utf8_text.h"
 #include "platform/text/string_checker.h"
 #include "platform/time/iso8601.h"
@@ -17,19 +18,9 @@ using json_spirit::Value;
 
 namespace {
 
-char const* type_word(Value const& v) {
-  switch (v.type()) {
-    case json_spirit::obj_type: return "an object";
-    case json_spirit::array_type: return "an array";
-    case json_spirit::str_type:
-    case json_spirit::secure_str_type: return "a string";
-    case json_spirit::bool_type: return "a boolean";
-    case json_spirit::int_type: return "an integer";
-    case json_spirit::real_type: return "a real number";
-    case json_spirit::null_type: return "null";
-  }
-  return "a value";
-}
+// The library's words for JSON types, so catalogd and the document reader
+// describe a wrong member alike.
+char const* type_word(Value const& v) { return Document_Members::type_word(v.type()); }
 
 bool fail(std::string& error, std::string const& name, std::string const& what) {
   error = name + ": " + what;

@@ -45,11 +45,11 @@ std::string slurp(std::string const& path) {
   return s.str();
 }
 
-// Runs bsetctl with `args`; stdout and stderr are kept apart. A run that
-// takes over two minutes is killed (status -1).
-Outcome bsetctl(std::vector<std::string> const& args, std::vector<std::string> const& env = {}) {
-  static Temp_Dir dir;
-  std::string const out_path = dir.path() + "/out", err_path = dir.path() + "/err";
+// bsetctl started with `args`, its stdout and stderr going to files in
+// `dir` (kept apart), its stdin empty.
+pid_t start_bsetctl(std::vector<std::string> const& args, std::string const& dir,
+                    std::vector<std::string> const& env = {}) {
+  std::string const out_path = dir + "/out", err_path = dir + "/err";
   std::vector<std::string> text{BSETCTL_PROGRAM};
   text.insert(text.end(), args.begin(), args.end());
   std::vector<char*> argv;
@@ -69,23 +69,34 @@ Outcome bsetctl(std::vector<std::string> const& args, std::vector<std::string> c
     execv(argv[0], argv.data());
     _exit(127);
   }
+  return pid;
+}
+
+// Waits for a started bsetctl; one that takes over two minutes is killed
+// (status -1).
+Outcome finish_bsetctl(pid_t pid, std::string const& dir) {
   Outcome r;
   auto const deadline = std::chrono::steady_clock::now() + std::chrono::minutes(2);
   int status = 0;
+  bool killed = false;
   while (waitpid(pid, &status, WNOHANG) == 0) {
     if (std::chrono::steady_clock::now() > deadline) {
       kill(pid, SIGKILL);
       waitpid(pid, &status, 0);
-      r.out = slurp(out_path);
-      r.err = slurp(err_path) + "\n(killed after two minutes)";
-      return r;
+      killed = true;
+      break;
     }
     std::this_thread::sleep_for(std::chrono::milliseconds(5));
   }
-  r.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-  r.out = slurp(out_path);
-  r.err = slurp(err_path);
+  r.status = !killed && WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+  r.out = slurp(dir + "/out");
+  r.err = slurp(dir + "/err") + (killed ? "\n(killed after two minutes)" : "");
   return r;
+}
+
+Outcome bsetctl(std::vector<std::string> const& args, std::vector<std::string> const& env = {}) {
+  static Temp_Dir dir;
+  return finish_bsetctl(start_bsetctl(args, dir.path(), env), dir.path());
 }
 
 std::string describe(Outcome const& r) { return "exit " + std::to_string(r.status) + "\nstdout:\n" + r.out + "\nstderr:\n" + r.err; }
@@ -426,6 +437,29 @@ TEST_P(BsetctlTest, AStageThatFailsIsAbortedAndLeavesNothing) {
                "--server", server_});
   EXPECT_EQ(0, r.status) << describe(r);
   EXPECT_EQ(1u, listed().size());
+}
+
+TEST_P(BsetctlTest, CtrlCWhileStagingAbortsTheStagedSet) {
+  serve();
+  std::string doc = file("s.json", file_set(uuid_of(3), "2026-11-05 01:00:00", 1));
+  std::string pieces;
+  for (int i = 0; i < 200000; ++i) pieces += "{\"path\":\"/p/" + std::to_string(i) + "\",\"size\":1}\n";
+  std::string const lines_path = file("many.jsonl", pieces);
+  Temp_Dir run_dir;
+  pid_t pid = start_bsetctl({"stage", doc, "--pieces", lines_path, "--batch", "50", "--server", server_}, run_dir.path());
+  // Interrupted once the first progress line shows that pieces are going out.
+  auto const deadline = std::chrono::steady_clock::now() + std::chrono::seconds(60);
+  while (slurp(run_dir.path() + "/err").find("progress:") == std::string::npos &&
+         std::chrono::steady_clock::now() < deadline)
+    std::this_thread::sleep_for(std::chrono::milliseconds(10));
+  kill(pid, SIGINT);
+  Outcome r = finish_bsetctl(pid, run_dir.path());
+  EXPECT_EQ(1, r.status) << describe(r);
+  EXPECT_NE(std::string::npos, r.err.find("interrupted after")) << r.err;
+  EXPECT_NE(std::string::npos, r.err.find("staged set " + uuid_of(3) + " aborted")) << r.err;
+  EXPECT_TRUE(listed().empty());
+  Outcome show = bsetctl({"pieces", uuid_of(3), "--db", target_.db()});
+  EXPECT_EQ(1, show.status) << describe(show);
 }
 
 TEST_P(BsetctlTest, RestorePoolNamesTheChosenCopyAndTheRule) {
