@@ -332,12 +332,14 @@ bool PG_Connection::exec(Params const& p, Run& run) {
       run.result = result;
       return true;
     }
-    char const* state = PQresultErrorField(result, PG_DIAG_SQLSTATE);
+    // The state lives in the result: copied before the result is freed.
+    char const* field = PQresultErrorField(result, PG_DIAG_SQLSTATE);
+    std::string const state = field ? field : "";
     std::string message = message_of(result, conn_);
     PQclear(result);
     // A table changed under a prepared statement ("cached plan must not
     // change result type"): prepare it again, once.
-    if (attempt == 0 && state && std::strcmp(state, "0A000") == 0) {
+    if (attempt == 0 && state == "0A000") {
       delete prepared;
       cache_.erase(p.key);
       continue;
