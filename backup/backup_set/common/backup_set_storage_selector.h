@@ -12,7 +12,9 @@
 // to read the set from.
 class BSET_API Backup_Set_Storage_Selector {
  public:
-  enum MODE { MODE_SOURCE_POOL = 1 };
+  // Fixed to int so that any mode a caller passes is a value of the type
+  // (an unknown one is refused in words, not undefined).
+  enum MODE : int { MODE_SOURCE_POOL = 1 };
 
   // Chooses at once; an unknown mode is logged and chooses nothing.
   Backup_Set_Storage_Selector(std::vector<json_spirit::Value> const& storages, MODE mode);
