@@ -422,7 +422,7 @@ TEST(BackupSetDocument, CreateMakesTheRecordOfEachKind) {
     std::unique_ptr<Backup_Set> made = Backup_Set_Kinds::create(*c.kind);
     ASSERT_NE(nullptr, made.get()) << c.kind->class_name();
     std::unique_ptr<Backup_Set> expected = c.make();
-    EXPECT_EQ(typeid(*expected), typeid(*made)) << c.kind->class_name();
+    EXPECT_EQ(type_of(expected), type_of(made)) << c.kind->class_name();
     EXPECT_STREQ(c.kind->module(), made->catalog_module);
   }
 }
@@ -465,7 +465,7 @@ TEST(BackupSetDocument, EveryKindReadsBackIntoItsClassAndWritesTheSameText) {
       std::string error;
       std::unique_ptr<Backup_Set> read = Backup_Set_Document::read(first.text, kind_argument(*c.kind), error);
       ASSERT_NE(nullptr, read.get()) << error << "\n" << first.text;
-      EXPECT_EQ(typeid(*original), typeid(*read));
+      EXPECT_EQ(type_of(original), type_of(read));
       EXPECT_EQ(static_cast<size_t>(copies), read->storages.size());
       EXPECT_EQ(3u, read->pieces.size());
       Generated second = generate_text(*read);
@@ -515,7 +515,7 @@ TEST(BackupSetDocument, KindWithEmptyModuleIsFoundByItsKeysAndByName) {
   EXPECT_EQ(&MongoDB_Backup_Set::kind(), found);
   std::unique_ptr<Backup_Set> by_keys = Backup_Set_Document::read(text, "", error);
   ASSERT_NE(nullptr, by_keys.get()) << error;
-  EXPECT_EQ(typeid(MongoDB_Backup_Set), typeid(*by_keys));
+  EXPECT_EQ(typeid(MongoDB_Backup_Set), type_of(by_keys));
   EXPECT_EQ(text, document_of(*by_keys));
 
   // Named by its class, in any case.
@@ -544,7 +544,7 @@ TEST(BackupSetDocument, NameReadsADocumentItsKeysDoNotPlace) {
 
   std::unique_ptr<Backup_Set> read = Backup_Set_Document::read(text, "Domino_Backup_Set", error);
   ASSERT_NE(nullptr, read.get()) << error;
-  ASSERT_EQ(typeid(Domino_Backup_Set), typeid(*read));
+  ASSERT_EQ(typeid(Domino_Backup_Set), type_of(read));
   Domino_Backup_Set const& domino = static_cast<Domino_Backup_Set&>(*read);
   EXPECT_EQ(5u, domino.seq);
   EXPECT_EQ("on", domino.daos);
@@ -556,7 +556,7 @@ TEST(BackupSetDocument, NameReadsADocumentItsKeysDoNotPlace) {
   file.seq = 9;
   std::unique_ptr<Backup_Set> by_module = Backup_Set_Document::read(document_of(file), "FILE", error);
   ASSERT_NE(nullptr, by_module.get()) << error;
-  EXPECT_EQ(typeid(File_Backup_Set), typeid(*by_module));
+  EXPECT_EQ(typeid(File_Backup_Set), type_of(by_module));
   EXPECT_EQ(9u, static_cast<File_Backup_Set&>(*by_module).seq);
 }
 
@@ -567,7 +567,7 @@ TEST(BackupSetDocument, PlainSetReadsBackAsAPlainSet) {
   std::string error;
   std::unique_ptr<Backup_Set> read = Backup_Set_Document::read(text, "", error);
   ASSERT_NE(nullptr, read.get()) << error;
-  EXPECT_EQ(typeid(Backup_Set), typeid(*read));
+  EXPECT_EQ(typeid(Backup_Set), type_of(read));
   EXPECT_EQ(text, document_of(*read));
   std::unique_ptr<Backup_Set> named = Backup_Set_Document::read(text, "backup_set", error);
   ASSERT_NE(nullptr, named.get()) << error;
@@ -585,7 +585,7 @@ TEST(BackupSetDocument, ParsedDocumentReadsLikeItsText) {
   std::string error;
   std::unique_ptr<Backup_Set> read = Backup_Set_Document::read(doc, "", error);
   ASSERT_NE(nullptr, read.get()) << error;
-  EXPECT_EQ(typeid(Oracle_Backup_Set), typeid(*read));
+  EXPECT_EQ(typeid(Oracle_Backup_Set), type_of(read));
   EXPECT_EQ(text, document_of(*read));
 }
 

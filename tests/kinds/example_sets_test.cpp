@@ -105,7 +105,7 @@ TEST(ExampleSets, EveryExampleReadsAsItsKindAndWritesItsOwnText) {
     ASSERT_NE(nullptr, set.get()) << error;
     std::unique_ptr<Backup_Set> expected = Backup_Set_Kinds::create(*kind->second);
     ASSERT_NE(nullptr, expected.get());
-    EXPECT_EQ(typeid(*expected), typeid(*set));
+    EXPECT_EQ(type_of(expected), type_of(set));
     Generated again = generate_text(*set);
     EXPECT_TRUE(again.ok);
     EXPECT_EQ(minified(text), again.text);
@@ -127,6 +127,6 @@ TEST(ExampleSets, EveryExampleIsFoundByItsModuleOrKeysAlone) {
     std::unique_ptr<Backup_Set> set = Backup_Set_Document::read(contents(path), "", error);
     ASSERT_NE(nullptr, set.get()) << entry.first << ": " << error;
     std::unique_ptr<Backup_Set> expected = Backup_Set_Kinds::create(*entry.second);
-    EXPECT_EQ(typeid(*expected), typeid(*set)) << entry.first;
+    EXPECT_EQ(type_of(expected), type_of(set)) << entry.first;
   }
 }
