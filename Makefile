@@ -4,9 +4,9 @@ BUILD ?= build
 BUILD_TYPE ?= RelWithDebInfo
 JOBS ?= $(shell nproc)
 FUZZ_BUILD ?= build-fuzz
-FUZZ_SECONDS ?= 45
+FUZZ_SECONDS ?= 30
 
-.PHONY: all setup configure build demo library-demo test fuzz bench reliability clean
+.PHONY: all setup configure build demo library-demo test sanitize fuzz bench reliability clean
 
 all: build
 
@@ -34,7 +34,12 @@ library-demo: configure
 test: build
 	@ctest --test-dir $(BUILD) --output-on-failure -j $(JOBS)
 	@BUILD=$(BUILD) bash scripts/consumer.sh
+	@FUZZ_BUILD=$(FUZZ_BUILD) JOBS=$(JOBS) bash scripts/sanitize.sh
 	@FUZZ_BUILD=$(FUZZ_BUILD) JOBS=$(JOBS) bash scripts/fuzz.sh $(FUZZ_SECONDS)
+
+# The whole suite again, built with ASan and UBSan in the clang tree.
+sanitize: setup
+	@FUZZ_BUILD=$(FUZZ_BUILD) JOBS=$(JOBS) bash scripts/sanitize.sh
 
 # The installed package: examples/consumer built against `cmake --install`'s
 # tree with find_package and with pkg-config, each run against catalogd.
