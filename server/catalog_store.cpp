@@ -565,6 +565,21 @@ bool Catalog_Store::restore_plan(Object const& params, Value& result, Catalog_Er
   return Restore_Plan_View::answer(*c, request, result, error);
 }
 
+bool Catalog_Store::checkpoint(Catalog_Error& error) {
+  if (postgres_) return true;
+  std::string why;
+  Lease c(*this, why);
+  if (!c) return error.set(Catalog_Error::STORAGE_FAILED, why);
+  // The first column says whether a reader or writer kept the log from
+  // being folded in whole (1) or not (0).
+  Value busy;
+  if (!c->query_value(SQL("PRAGMA wal_checkpoint(TRUNCATE)"), busy))
+    return error.set(Catalog_Error::STORAGE_FAILED, c->last_error());
+  if (busy.type() == json_spirit::int_type && busy.get_int64() != 0)
+    return error.set(Catalog_Error::STORAGE_FAILED, "the write-ahead log is still in use");
+  return true;
+}
+
 bool Catalog_Store::exists(std::string const& uuid, bool& found, Catalog_Error& error) {
   if (!Set_Document_Validator::is_uuid(uuid)) return invalid(error, "uuid: not a UUID");
   std::string why;

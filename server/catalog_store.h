@@ -102,6 +102,12 @@ class Catalog_Store {
   // (seconds since the epoch; 0 when there are none).
   bool staged_sets(long long& count, long long& oldest_touch, Catalog_Error& error);
 
+  // Folds SQLite's write-ahead log back into the catalogue file, so that
+  // the file alone holds every stored set (a copy of it is a whole
+  // catalogue). Nothing to do on PostgreSQL. False, with `error`, when the
+  // log could not be folded in whole.
+  bool checkpoint(Catalog_Error& error);
+
   bool postgres() const { return postgres_; }
 
  private:

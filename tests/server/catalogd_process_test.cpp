@@ -135,6 +135,38 @@ TEST_P(CatalogdProcessTest, SigtermStoresTheCommitsStillQueued) {
   EXPECT_EQ(5, count("SELECT count(*) FROM backup_piece"));
 }
 
+TEST_P(CatalogdProcessTest, AfterSigtermTheCatalogueFileAloneHoldsEverySet) {
+  if (target_.engine() != Catalog_Target::SQLITE) GTEST_SKIP() << "a file catalogue only";
+  ASSERT_TRUE(start());
+  for (int i = 0; i < 3; ++i) {
+    std::string uuid = std::string(kSet).substr(0, 35) + std::to_string(i);
+    auto res = client_->Post("/rpc", rpc("backup_set.commit", set_doc(uuid, 50)), "application/json");
+    ASSERT_TRUE(res);
+    ASSERT_EQ(200, exists(uuid));
+  }
+  EXPECT_EQ(0, process_.stop());
+  struct stat wal;
+  if (::stat((target_.db() + "-wal").c_str(), &wal) == 0) {
+    EXPECT_EQ(0, wal.st_size);
+  }
+  // A copy of the file alone, as a backup of the catalogue would take it.
+  std::string const copy = target_.dir() + "/copy.db";
+  {
+    std::ifstream in(target_.db(), std::ios::binary);
+    std::ofstream out(copy, std::ios::binary);
+    out << in.rdbuf();
+  }
+  Catalogd_Process again;
+  ASSERT_TRUE(again.start({"--db", copy})) << again.error();
+  httplib::Client client("127.0.0.1", again.port());
+  for (int i = 0; i < 3; ++i) {
+    auto res = client.Get(("/d2/r/v2/sets/exists?uuid=" + std::string(kSet).substr(0, 35) + std::to_string(i)).c_str());
+    ASSERT_TRUE(res);
+    EXPECT_EQ(200, res->status) << i;
+  }
+  EXPECT_EQ(0, again.stop());
+}
+
 TEST_P(CatalogdProcessTest, AQueuedCommitThatFailsWhenStoredIsLogged) {
   ASSERT_TRUE(start({"--queue-commits", "--queue-delay-ms", "300"}));
   // Taking the pieces' table away makes the store fail after the answer.
