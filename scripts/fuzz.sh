@@ -15,8 +15,7 @@ seconds=${1:-60}
 case $seconds in
   '' | *[!0-9]*) echo "usage: $0 [seconds-per-target]" >&2; exit 2 ;;
 esac
-build=${FUZZ_BUILD:-build-fuzz}
-jobs=${JOBS:-$(nproc)}
+source scripts/sanitized_tree.sh
 
 bash scripts/setup.sh
 
@@ -31,14 +30,7 @@ if ! clang++ -fsanitize=fuzzer,address,undefined "$probe/p.cpp" -o "$probe/p" 2>
   exit 1
 fi
 
-cmake -S . -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo \
-  -DCMAKE_C_COMPILER=clang -DCMAKE_CXX_COMPILER=clang++ -DBSET_FUZZ=ON >/dev/null
-start=$(date +%s)
-cmake --build "$build" -j "$jobs" --target fuzzers
-echo "fuzz targets built in $(($(date +%s) - start)) s"
-
-export UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1
-export ASAN_OPTIONS=detect_leaks=1:abort_on_error=0
+sanitized_build fuzzers "fuzz targets"
 
 failed=()
 summary=()
